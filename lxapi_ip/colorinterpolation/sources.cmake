@@ -1,0 +1,1 @@
+# Bayer interpolation kernels

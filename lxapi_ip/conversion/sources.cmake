@@ -1,0 +1,1 @@
+# depth, packing and channel kernels
