@@ -31,6 +31,9 @@ class LXAPI_TL_API CLxWin32ErrorException : public GenICam::RuntimeException {
 public:
     CLxWin32ErrorException(const char* description, const char* sourceFileName, unsigned int sourceLine,
                            uint32_t errorCode);
+    // The same with the type name that GetExceptionType() answers (the reporter's third text).
+    CLxWin32ErrorException(const char* description, const char* sourceFileName, unsigned int sourceLine,
+                           uint32_t errorCode, const char* exceptionType);
     ~CLxWin32ErrorException() noexcept override;
     uint32_t GetErrorCode() const noexcept { return m_errorCode; }
 
