@@ -1,0 +1,198 @@
+// The base of every module: callback registry, the module's GenICam description loaded on first use,
+// the register port "IPPort" behind which all parameters lie, and a pool of temporary image buffers.
+#pragma once
+
+#include "lxiputil.h"
+#include "lxresources.h"
+
+#include <GenApi/GenApi.h>
+#include <lxapi/lxapi_tl.h>
+#include <lxsdkcommon/lxcallbackmanager.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+template <class T>
+class CLxIPModuleBase : public T, public GenApi::IPort {
+public:
+    explicit CLxIPModuleBase(int32_t resourceId)
+        : m_resourceId(resourceId), m_accessMode(GenApi::RW), m_portName("IPPort"), m_nodeMap("Device") {}
+
+    CLxIPModuleBase(const CLxIPModuleBase&) = delete;
+    CLxIPModuleBase& operator=(const CLxIPModuleBase&) = delete;
+
+    ~CLxIPModuleBase() override {
+        GenApi::AutoLock guard(m_poolLock);
+        for (ILxImageBufferReleasable* buffer : m_allBuffers) {
+            try {
+                buffer->Release();
+            } catch (...) {
+            }
+        }
+        m_allBuffers.clear();
+        m_freeBuffers.clear();
+    }
+
+    void Release() override { delete this; }
+
+    LX_CALLBACK_HANDLE RegisterCallback(ILxCallback* callback) override {
+        return m_callbackManager.RegisterCallback(callback);
+    }
+    void DeregisterCallback(LX_CALLBACK_HANDLE handle) override { m_callbackManager.DeregisterCallback(handle); }
+
+    // Loads the embedded description at the first call and connects this module's port to it. Two
+    // first calls on two threads at once are not supported.
+    GenApi::INodeMap* GetINodeMap() override {
+        if (m_nodeMapReady) return m_nodeMap._GetNodeMap();
+        const lxip::LxResource resource = lxip::FindDescriptionResource(m_resourceId);
+        if (resource.data) {
+            lxip::TranslateBadAlloc([&] {
+                m_nodeMap._LoadXMLFromString(GenICam::gcstring(resource.data, resource.size));
+                return 0;
+            });
+        }
+        // On an empty reference this raises "Feature not present (reference not valid)".
+        m_nodeMap._Connect(this, m_portName);
+        m_nodeMapReady = true;
+        return m_nodeMap._GetNodeMap();
+    }
+
+    // IPort. The register file is no memory block: each step asks the module for the register at the
+    // address; an address without a register is skipped up to the next multiple of 4 and leaves the
+    // buffer as it was.
+    void Read(void* buffer, int64_t address, int64_t length) override {
+        auto* out = static_cast<uint8_t*>(buffer);
+        while (length > 0) {
+            int64_t n = length;
+            const int64_t step = ReadRegister(out, address, &n) ? n : 4 - (address & 3);
+            out += step;
+            address += step;
+            length -= step;
+        }
+    }
+    void Write(const void* buffer, int64_t address, int64_t length) override {
+        auto* in = static_cast<const uint8_t*>(buffer);
+        while (length > 0) {
+            int64_t n = length;
+            const int64_t step = WriteRegister(in, address, &n) ? n : 4 - (address & 3);
+            in += step;
+            address += step;
+            length -= step;
+        }
+    }
+    GenApi::EAccessMode GetAccessMode() const override { return m_accessMode; }
+
+    // The base answers address 0 (SizeTSize: one byte, the width of size_t) for every module.
+    virtual bool ReadRegister(void* buffer, int64_t address, int64_t* length) {
+        if (address != 0) return false;
+        if (*length < 1)
+            throw OUT_OF_RANGE_EXCEPTION("%s = %lld must be equal or greater than Min = %lld", "Length",
+                                         static_cast<long long>(*length), 1LL);
+        *static_cast<uint8_t*>(buffer) = static_cast<uint8_t>(sizeof(size_t));
+        *length = 1;
+        return true;
+    }
+    virtual bool WriteRegister(const void* /*buffer*/, int64_t /*address*/, int64_t* /*length*/) { return false; }
+
+protected:
+    // Invalidates the node `registerName` so that cached feature values are read anew. Does nothing
+    // before the description is loaded; a missing node or any failure is dropped, so that a setter
+    // never fails because of its node.
+    void NotifyRegisterChanged(const GenICam::gcstring& registerName) noexcept {
+        if (!m_nodeMapReady) return;
+        try {
+            GenApi::INode* node = GetINodeMap()->GetNode(registerName);
+            if (node) node->InvalidateNode();
+        } catch (...) {
+        }
+    }
+
+    // The internal setter shape shared by all parameters: nothing happens for an equal value; a
+    // change is stored under the parameter's lock and, if asked, announced to the node map.
+    template <class V>
+    void StoreParameter(GenApi::CLock& lock, V& field, const V& value, const char* registerName, bool notify) {
+        {
+            GenApi::AutoLock guard(lock);
+            if (field == value) return;
+            field = value;
+        }
+        if (notify) NotifyRegisterChanged(registerName);
+    }
+    template <class V>
+    V LoadParameter(GenApi::CLock& lock, const V& field) {
+        GenApi::AutoLock guard(lock);
+        return field;
+    }
+
+    ILxImageBufferReleasable* AcquireTemporaryBuffer() {
+        GenApi::AutoLock guard(m_poolLock);
+        if (!m_freeBuffers.empty()) {
+            ILxImageBufferReleasable* buffer = m_freeBuffers.front();
+            m_freeBuffers.erase(m_freeBuffers.begin());
+            return buffer;
+        }
+        ILxImageBufferReleasable* buffer = CreateILxImageBuffer(nullptr);
+        try {
+            m_allBuffers.push_back(buffer);
+        } catch (const std::bad_alloc& e) {
+            buffer->Release();
+            throw BAD_ALLOC_EXCEPTION("%s", e.what());
+        }
+        return buffer;
+    }
+    void ReleaseTemporaryBuffer(ILxImageBufferReleasable* buffer) noexcept {
+        if (!buffer) return;
+        GenApi::AutoLock guard(m_poolLock);
+        try {
+            m_freeBuffers.push_back(buffer);
+        } catch (...) {
+            // The owning list still holds it; it is released with the module.
+        }
+    }
+
+    // Holds a pooled buffer for one scope and gives it back on every way out.
+    class TemporaryBuffer {
+    public:
+        explicit TemporaryBuffer(CLxIPModuleBase& owner) : m_owner(owner), m_buffer(owner.AcquireTemporaryBuffer()) {}
+        ~TemporaryBuffer() { m_owner.ReleaseTemporaryBuffer(m_buffer); }
+        TemporaryBuffer(const TemporaryBuffer&) = delete;
+        TemporaryBuffer& operator=(const TemporaryBuffer&) = delete;
+        ILxImageBufferReleasable* operator->() const { return m_buffer; }
+        ILxImageBufferReleasable* Get() const { return m_buffer; }
+
+    private:
+        CLxIPModuleBase& m_owner;
+        ILxImageBufferReleasable* m_buffer;
+    };
+
+    CLxCallbackManager m_callbackManager;
+    int32_t m_resourceId;
+    GenApi::EAccessMode m_accessMode;
+    const char* m_portName;
+    GenApi::CNodeMapRef m_nodeMap;
+    bool m_nodeMapReady = false;
+    GenApi::CLock m_workLock;
+    GenApi::CLock m_poolLock;
+    std::vector<ILxImageBufferReleasable*> m_allBuffers;
+    std::vector<ILxImageBufferReleasable*> m_freeBuffers;
+};
+
+// Register values travel in their natural width, in host order (little endian, as the descriptions
+// declare). A caller's buffer shorter than the width gets only its own bytes: the port walk then ends,
+// since the step passes the requested length.
+template <class V>
+bool LxReadRegisterValue(void* buffer, int64_t* length, const V& value) {
+    const size_t n = *length < static_cast<int64_t>(sizeof(V)) ? static_cast<size_t>(*length) : sizeof(V);
+    std::memcpy(buffer, &value, n);
+    *length = static_cast<int64_t>(sizeof(V));
+    return true;
+}
+template <class V>
+V LxWrittenRegisterValue(const void* buffer, int64_t* length) {
+    V value{};
+    const size_t n = *length < static_cast<int64_t>(sizeof(V)) ? static_cast<size_t>(*length) : sizeof(V);
+    std::memcpy(&value, buffer, n);
+    *length = static_cast<int64_t>(sizeof(V));
+    return value;
+}

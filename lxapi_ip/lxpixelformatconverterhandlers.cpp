@@ -1,0 +1,159 @@
+// The conversion members of the pixel format converter that move samples: depth changes, packing,
+// channel order, planar layouts, luminance and mosaics. Each reads the facts of both images, takes
+// a table from the module's cache when the depths differ, and runs one kernel over the whole image.
+#include "conversion/conversionkernels.h"
+#include "lxpixelformatconverter.h"
+
+#include <includeinside/ilxpixelformatinfoinside.h>
+
+namespace {
+
+ILxPixelFormatInfoInside* InfoOf(ILxImage* image) {
+    auto* info = dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(image->GetImagePixelFormat()));
+    if (!info) throw LOGICAL_ERROR_EXCEPTION("Unexpected type in dynamic cast");
+    return info;
+}
+
+lxconv::SourceImage SourceOf(ILxImage* image) {
+    ILxPixelFormatInfoInside* info = InfoOf(image);
+    lxconv::SourceImage s;
+    s.data = image->GetImageBuffer();
+    s.pitch = image->GetImageLinePitch();
+    s.planeSize = image->GetImagePlaneSize();
+    s.bits = static_cast<unsigned>(info->GetComponentBits());
+    s.step = static_cast<unsigned>(info->GetComponentCount());
+    s.blueFirst = info->IsBlueFirst();
+    return s;
+}
+
+lxconv::DestImage DestOf(ILxImage* image) {
+    const lxconv::SourceImage s = SourceOf(image);
+    lxconv::DestImage d;
+    d.data = image->GetImageBuffer();
+    d.pitch = s.pitch;
+    d.planeSize = s.planeSize;
+    d.bits = s.bits;
+    d.step = s.step;
+    d.blueFirst = s.blueFirst;
+    return d;
+}
+
+using Kernel = void (*)(const lxconv::SourceImage&, const lxconv::DestImage&, size_t, size_t, bool,
+                        const lxconv::BitConversionTable*);
+
+} // namespace
+
+// Runs a kernel from `s` into the image of `d`, with a table when the depths differ.
+#define LX_RUN_KERNEL(kernel)                                                                                 \
+    do {                                                                                                      \
+        const lxconv::SourceImage src = SourceOf(s);                                                          \
+        const lxconv::DestImage dst = DestOf(d->GetILxImage());                                               \
+        const lxconv::BitConversionTableRef table(m_bitConversionCache, src.bits, dst.bits);                  \
+        kernel(src, dst, s->GetImageWidth(), s->GetImageHeight(), reverse, table.get());                      \
+    } while (0)
+
+void CLxPixelFormatConverter::ConvertCopy(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    lxconv::ConvertCopy(SourceOf(s), DestOf(d->GetILxImage()), s->GetImageHeight(), InfoOf(s)->GetPlaneCount(),
+                        reverse);
+}
+
+void CLxPixelFormatConverter::ConvertColor8ToMono8(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorToMono);
+}
+void CLxPixelFormatConverter::ConvertColorNToMonoN(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorToMono);
+}
+void CLxPixelFormatConverter::ConvertColorNToMono8(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorToMono);
+}
+void CLxPixelFormatConverter::ConvertMono8ToPacked(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertMono8ToPacked);
+}
+void CLxPixelFormatConverter::ConvertPlanarToColor(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertPlanarToColor);
+}
+void CLxPixelFormatConverter::ConvertColorToPlanar(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorToPlanar);
+}
+void CLxPixelFormatConverter::ConvertMonoToPlanar(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertMonoToPlanar);
+}
+void CLxPixelFormatConverter::ConvertPlanarToPlanar(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertPlanarToPlanar);
+}
+void CLxPixelFormatConverter::ConvertColorToColorP(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorToColorP);
+}
+void CLxPixelFormatConverter::ConvertColorPToColor(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorPToColor);
+}
+void CLxPixelFormatConverter::ConvertColorToColor(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorToColor);
+}
+void CLxPixelFormatConverter::ConvertColorToColor32(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColorToColor32);
+}
+void CLxPixelFormatConverter::ConvertColor32ToColor(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertColor32ToColor);
+}
+void CLxPixelFormatConverter::ConvertUnpacked(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertUnpacked);
+}
+void CLxPixelFormatConverter::ConvertBitPackedToUnpacked(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertBitPackedToUnpacked);
+}
+void CLxPixelFormatConverter::ConvertPackedToUnpacked(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertPackedToUnpacked);
+}
+void CLxPixelFormatConverter::ConvertUnpacked8ToBitPacked(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    LX_RUN_KERNEL(lxconv::ConvertUnpacked8ToBitPacked);
+}
+
+#undef LX_RUN_KERNEL
+
+// Colour to mosaic at the same depth: the pattern is the destination's own at its first line.
+void CLxPixelFormatConverter::ConvertColorToBayer(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    ILxImage* out = d->GetILxImage();
+    lxconv::ConvertColorToBayer(SourceOf(s), DestOf(out), s->GetImageWidth(), s->GetImageHeight(), reverse,
+                                InfoOf(out)->GetColorFilter());
+}
+
+// ---------------------------------------------------------------------------------------------------
+// The member table of the conversion map, indexed by ConversionMember. Members of other families are
+// null here: their pairs stay out of the map until this build has them.
+
+using C = CLxPixelFormatConverter;
+
+const ConversionHandler g_convertCopyHandler = &C::ConvertCopy;
+
+const ConversionHandler g_conversionMemberHandlers[static_cast<size_t>(ConversionMember::Count)] = {
+    &C::ConvertColor8ToMono8, &C::ConvertColorNToMonoN, &C::ConvertColorNToMono8, &C::ConvertMono8ToPacked,
+    // planar to interleaved, interleaved to planar, mono to planar, planar to planar
+    &C::ConvertPlanarToColor, &C::ConvertPlanarToColor, &C::ConvertPlanarToColor, &C::ConvertPlanarToColor,
+    &C::ConvertColorToPlanar, &C::ConvertColorToPlanar, &C::ConvertColorToPlanar, &C::ConvertColorToPlanar,
+    &C::ConvertMonoToPlanar, &C::ConvertMonoToPlanar, &C::ConvertMonoToPlanar, &C::ConvertMonoToPlanar,
+    &C::ConvertPlanarToPlanar, &C::ConvertPlanarToPlanar, &C::ConvertPlanarToPlanar,
+    // bit-packed colour
+    &C::ConvertColorToColorP, &C::ConvertColorToColorP, &C::ConvertColorPToColor, &C::ConvertColorPToColor,
+    // channel order, alpha, depth
+    &C::ConvertColorToColor, &C::ConvertColorToColor, &C::ConvertColorToColor, &C::ConvertColorToColor,
+    // 10-bit fields in 32-bit words
+    &C::ConvertColorToColor32, &C::ConvertColorToColor32, &C::ConvertColor32ToColor, &C::ConvertColor32ToColor,
+    // colour to mosaic
+    &C::ConvertColorToBayer, &C::ConvertColorToBayer,
+    // one-component depth changes
+    &C::ConvertUnpacked, &C::ConvertUnpacked, &C::ConvertUnpacked,
+    // unpacking and packing
+    &C::ConvertBitPackedToUnpacked, &C::ConvertPackedToUnpacked, &C::ConvertUnpacked8ToBitPacked,
+    // Bayer interpolation and mosaic luminance
+    &C::ConvertBayerToColor, &C::ConvertBayerToMono, &C::ConvertBayerToMono,
+    // polarization transforms: not in this build
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    // mono to colour through a color map: not in this build
+    nullptr, nullptr, nullptr,
+    // YCbCr and YUV: not in this build
+    nullptr, nullptr,
+    // chains
+    &C::ConvertViaSourceFilter, &C::ConvertViaUnpacked, &C::ConvertViaBGRa, &C::ConvertViaBGRa8,
+    &C::ConvertViaDestinationFilter,
+};

@@ -1,0 +1,5 @@
+# The module descriptions and their resource ids.
+set(LXAPI_RESOURCES
+  105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
+  109=${CMAKE_CURRENT_LIST_DIR}/lxpixelformatconverter.xml
+)

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds the library with its tests and runs them. LXAPI_SANITIZE=1 builds and runs them under
+# AddressSanitizer and UndefinedBehaviorSanitizer in a build directory of their own.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+./scripts/install-deps.sh
+dir=build
+flags=(-DCMAKE_BUILD_TYPE=Release -DLXAPI_WERROR=ON)
+if [ "${LXAPI_SANITIZE:-0}" = 1 ]; then
+  dir=build-sanitize
+  flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DLXAPI_SANITIZE=ON)
+fi
+cmake -S . -B "$dir" -G Ninja "${flags[@]}" -DLXAPI_BUILD_TESTS=ON >/dev/null
+cmake --build "$dir" -j"$(nproc)"
+ctest --test-dir "$dir" --output-on-failure -j"$(nproc)"

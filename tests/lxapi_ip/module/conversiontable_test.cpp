@@ -1,0 +1,130 @@
+// The conversion table: the registration list generated from the family rules holds the records and
+// keys the format families give, first record wins, and the map holds only what this build converts.
+#include "lxconversiontable.h"
+
+#include <includeinside/ilxpixelformatinfoinside.h>
+#include <lxapi/lxapi_tl.h>
+#include <lxapi/lxpixelformat.h>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+namespace {
+#define PF(name) LxPixelFormat_##name
+
+bool Registered(uint32_t s, uint32_t d) { return ConversionMap::Instance().FindMember(s, d, nullptr); }
+ConversionMember MemberOf(uint32_t s, uint32_t d) {
+    ConversionMember m = ConversionMember::Count;
+    ConversionMap::Instance().FindMember(s, d, &m);
+    return m;
+}
+} // namespace
+
+TEST(ConversionRegistry, RecordsKeysAndRepeatedRows) {
+    const auto& records = ConversionRegistry();
+    std::map<ConversionKey, std::vector<ConversionMember>> byKey;
+    for (const auto& r : records) {
+        EXPECT_NE(r.key.source, r.key.destination);
+        byKey[r.key].push_back(r.member);
+    }
+    EXPECT_EQ(records.size(), 4065u);
+    EXPECT_EQ(byKey.size(), 4011u);
+    size_t twice = 0;
+    for (const auto& [key, members] : byKey) {
+        ASSERT_LE(members.size(), 2u);
+        twice += members.size() == 2;
+    }
+    EXPECT_EQ(twice, 54u);
+    // The chain stands in front of the direct member for the deep BGR colours to Mono16.
+    const auto& bgr10 = byKey[{PF(BGR10), PF(Mono16)}];
+    ASSERT_EQ(bgr10.size(), 2u);
+    EXPECT_EQ(bgr10[0], ConversionMember::ViaDestinationFilter);
+    EXPECT_EQ(bgr10[1], ConversionMember::ColorNToMonoN);
+    // BayerBG12Packed stands twice where BayerGR12Packed would.
+    EXPECT_EQ(byKey.count(ConversionKey{PF(BayerGR12Packed), PF(BGR10)}), 0u);
+    EXPECT_EQ((byKey[{PF(BayerBG12Packed), PF(RGB10p32)}].size()), 2u);
+    EXPECT_EQ(byKey.count(ConversionKey{PF(BayerGR12Packed), PF(BGR12)}), 1u);
+}
+
+TEST(ConversionRegistry, FamiliesThatNeverMeet) {
+    const auto& records = ConversionRegistry();
+    std::set<std::pair<uint32_t, uint32_t>> keys;
+    for (const auto& r : records) keys.insert({r.key.source, r.key.destination});
+    // A phase change is no conversion; nothing non-polarized converts into a polarized format.
+    EXPECT_FALSE(keys.count({PF(BayerRG8), PF(BayerGR8)}));
+    EXPECT_FALSE(keys.count({PF(Mono8), PF(BayerRG8)}));
+    EXPECT_FALSE(keys.count({PF(Mono8), PF(Pol1Mono8)}));
+    EXPECT_FALSE(keys.count({PF(Pol1Mono8), PF(Pol1MonoX10)}));
+    EXPECT_TRUE(keys.count({PF(Pol1Mono8), PF(Pol1Mono10)}));
+    EXPECT_FALSE(keys.count({PF(BGR10p), PF(BGR12p)}));
+    EXPECT_FALSE(keys.count({PF(Mono10p), PF(Mono12p)}));
+    EXPECT_FALSE(keys.count({PF(BGR16), PF(YCbCr422_8)}));
+    EXPECT_FALSE(keys.count({PF(Mono8), PF(YCbCr422_8)}));
+    EXPECT_TRUE(keys.count({PF(Mono8), PF(CYCbCr420_8_YY_Cb_Cr_Planar)}));
+    EXPECT_TRUE(keys.count({PF(BGR16), PF(CYCbCr420_8_YY_Cb_Cr_Planar)}));
+    EXPECT_FALSE(keys.count({PF(Mono16), PF(BGR12)}));
+    EXPECT_TRUE(keys.count({PF(Mono12), PF(BGR16)}));
+    auto polarized = [](uint32_t f) {
+        return dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(f))->IsPolarized();
+    };
+    for (const auto& r : records) {
+        if (polarized(r.key.destination)) {
+            EXPECT_TRUE(polarized(r.key.source)) << std::hex << r.key.source;
+        }
+    }
+}
+
+// The pairs this build converts, counted per source family by a separate implementation of the
+// family rules (not the generator), with the polarization, color map and YCbCr members absent.
+TEST(ConversionMap, PairsOfThisBuild) {
+    // Each key counts once even where two records name it.
+    std::set<std::pair<uint32_t, uint32_t>> seen;
+    for (const auto& r : ConversionRegistry())
+        if (Registered(r.key.source, r.key.destination)) seen.insert({r.key.source, r.key.destination});
+    const size_t total = seen.size();
+    EXPECT_EQ(total, 2205u);
+    EXPECT_EQ(ConversionMap::Instance().Size(), 2205u);
+
+    auto familyCount = [&](std::initializer_list<uint32_t> sources) {
+        size_t n = 0;
+        for (const auto& [s, d] : seen)
+            for (uint32_t f : sources) n += s == f;
+        return n;
+    };
+    EXPECT_EQ(familyCount({PF(Mono8)}), 16u);
+    EXPECT_EQ(familyCount({PF(Mono10), PF(Mono12), PF(Mono14), PF(Mono16)}), 32u);
+    EXPECT_EQ(familyCount({PF(BayerGR8), PF(BayerRG8), PF(BayerGB8), PF(BayerBG8)}), 124u);
+    EXPECT_EQ(familyCount({PF(BGR8), PF(BGRa8), PF(RGB8), PF(RGBa8)}), 316u);
+    EXPECT_EQ(familyCount({PF(BGR10p), PF(BGR12p), PF(RGB10p), PF(RGB12p)}), 68u);
+    EXPECT_EQ(familyCount({PF(CBGR10p32), PF(RGB10p32)}), 46u);
+    EXPECT_EQ(familyCount({PF(YCbCr422_8)}), 0u);
+}
+
+TEST(ConversionMap, FindConversionRules) {
+    // Equal formats copy, registered or not.
+    EXPECT_NE(FindConversion(PF(Mono8), PF(Mono8)), nullptr);
+    EXPECT_EQ(FindConversion(PF(Mono8), PF(Mono8)), g_convertCopyHandler);
+    EXPECT_EQ(FindConversion(PF(BayerRG8), PF(BayerGR8)), nullptr);
+    EXPECT_EQ(FindConversion(PF(BayerGR12Packed), PF(BGR10)), nullptr);
+    EXPECT_NE(FindConversion(PF(BayerRG12Packed), PF(BGR10)), nullptr);
+    EXPECT_EQ(MemberOf(PF(BGR10), PF(Mono16)), ConversionMember::ViaDestinationFilter);
+    EXPECT_EQ(MemberOf(PF(BGR10), PF(Mono12)), ConversionMember::ColorNToMonoN);
+    // Mono to colour waits for the color maps; the chains through it wait too.
+    EXPECT_EQ(FindConversion(PF(Mono8), PF(BGR8)), nullptr);
+    EXPECT_EQ(FindConversion(PF(Mono12), PF(BGR8)), nullptr);
+    EXPECT_EQ(FindConversion(0x12345678u, PF(Mono8)), nullptr);
+}
+
+TEST(ConversionMap, Intermediates) {
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaSourceFilter, PF(BayerGB10), PF(BGR8)), PF(BayerGB8));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaSourceFilter, PF(BayerBG4p), PF(BGR12)), PF(BayerBG16));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaUnpacked, PF(Mono2p), PF(RGB8_Planar)), PF(Mono8));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaUnpacked, PF(BayerRG12Packed), PF(BGR12)), PF(BayerRG12));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaUnpacked, PF(Pol1MonoXC10p), PF(Mono8)), PF(Pol1MonoXC10));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaBGRa, PF(CBGR10p32), PF(Mono8)), PF(BGRa10));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaBGRa8, PF(BGR16), PF(CYCbCr420_8_YY_Cb_Cr_Planar)), PF(BGRa8));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaDestinationFilter, PF(BGR10), PF(Mono16)), PF(Mono10));
+    EXPECT_EQ(IntermediateFormat(ConversionMember::ViaDestinationFilter, PF(BGR8), PF(BayerGR12p)), PF(BayerGR8));
+}
