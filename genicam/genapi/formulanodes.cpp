@@ -1,0 +1,172 @@
+#include "formulanodes.h"
+
+#include "loadcontext.h"
+
+#include <cmath>
+#include <limits>
+
+namespace GenApi {
+
+namespace {
+
+// The integer result of an integer formula: a floating result is truncated toward zero.
+int64_t IntResult(const CNodeBase& owner, const CNumber& n) {
+    if (!n.isInt && std::isnan(n.d))
+        throw RUNTIME_EXCEPTION("Node '%s': formula result is not a number", owner.Name().c_str());
+    return n.AsInt();
+}
+
+std::string NameAttribute(const CNodeBase& owner, const pugi::xml_node& e) {
+    const std::string name = e.attribute("Name").value();
+    if (name.empty())
+        throw RUNTIME_EXCEPTION("Node '%s': <%s> has no Name attribute", owner.Name().c_str(), e.name());
+    return name;
+}
+
+} // namespace
+
+bool CFormulaDeclarations::LoadElement(CNodeBase& owner, CLoadContext& ctx, const pugi::xml_node& e) {
+    const std::string_view name = e.name();
+    if (name == "pVariable")
+        symbols.variables.emplace_back(NameAttribute(owner, e), ctx.Ref(owner, e, ERefKind::Variable));
+    else if (name == "Constant")
+        symbols.constants.emplace_back(NameAttribute(owner, e), std::string(CLoadContext::Text(e)));
+    else if (name == "Expression")
+        symbols.expressions.emplace_back(NameAttribute(owner, e), std::string(CLoadContext::Text(e)));
+    else return false;
+    return true;
+}
+
+// ---------------------------------------------------------------- swiss knives
+
+bool CIntSwissKnifeNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
+    if (std::string_view(e.name()) == "Formula") {
+        if (m_hasFormula) ctx.Duplicate(*this, e);
+        m_text = CLoadContext::Text(e);
+        m_hasFormula = true;
+        return true;
+    }
+    return m_declarations.LoadElement(*this, ctx, e) || LoadNumberElement(ctx, e);
+}
+
+void CIntSwissKnifeNode::FinishLoad(CLoadContext& ctx) {
+    if (!m_hasFormula) ctx.Missing(*this, "Formula");
+    m_formula.Compile(m_text, m_declarations.symbols, true, m_name);
+}
+
+int64_t CIntSwissKnifeNode::IntValue() { return IntResult(*this, m_formula.Evaluate()); }
+
+bool CSwissKnifeNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
+    if (std::string_view(e.name()) == "Formula") {
+        if (m_hasFormula) ctx.Duplicate(*this, e);
+        m_text = CLoadContext::Text(e);
+        m_hasFormula = true;
+        return true;
+    }
+    return m_declarations.LoadElement(*this, ctx, e) || LoadNumberElement(ctx, e);
+}
+
+void CSwissKnifeNode::FinishLoad(CLoadContext& ctx) {
+    if (!m_hasFormula) ctx.Missing(*this, "Formula");
+    m_formula.Compile(m_text, m_declarations.symbols, false, m_name);
+}
+
+// ---------------------------------------------------------------- converters
+
+bool CConverterCore::LoadElement(CNodeBase& owner, CLoadContext& ctx, const pugi::xml_node& e, ERefKind valueKind) {
+    const std::string_view name = e.name();
+    if (name == "FormulaTo") {
+        if (hasTo) ctx.Duplicate(owner, e);
+        toText = CLoadContext::Text(e);
+        hasTo = true;
+    } else if (name == "FormulaFrom") {
+        if (hasFrom) ctx.Duplicate(owner, e);
+        fromText = CLoadContext::Text(e);
+        hasFrom = true;
+    } else if (name == "pValue") {
+        if (value) ctx.Duplicate(owner, e);
+        value = ctx.Ref(owner, e, valueKind);
+    } else if (name == "Slope")
+        slope = ctx.Keyword<ESlope>(owner, e, {{"Increasing", Increasing}, {"Decreasing", Decreasing},
+                                               {"Varying", Varying}, {"Automatic", Automatic}});
+    else return declarations.LoadElement(owner, ctx, e);
+    return true;
+}
+
+void CConverterCore::Finish(CNodeBase& owner, CLoadContext& ctx, bool integerMode) {
+    if (!hasTo) ctx.Missing(owner, "FormulaTo");
+    if (!hasFrom) ctx.Missing(owner, "FormulaFrom");
+    if (!value) ctx.Missing(owner, "pValue");
+    CFormulaSymbols symbols = declarations.symbols;
+    symbols.implicit = {"FROM"};
+    to.Compile(toText, symbols, integerMode, owner.Name());
+    symbols.implicit = {"TO"};
+    from.Compile(fromText, symbols, integerMode, owner.Name());
+}
+
+CNumber CConverterCore::DeviceValue() const {
+    return value->IsFloatValued() ? CNumber::Float(value->FloatValue()) : CNumber::Int(value->IntValue());
+}
+
+void CConverterCore::WriteDevice(const CNodeBase& owner, CNumber device, bool verify) const {
+    if (!device.isInt && std::isnan(device.d))
+        throw RUNTIME_EXCEPTION("Node '%s': FormulaTo gives no number", owner.Name().c_str());
+    if (value->IsFloatValued()) value->WriteFloat(device.AsDouble(), verify);
+    else value->WriteInt(device.isInt ? device.i : Num::RoundToInt64(device.d), verify);
+}
+
+bool CConverterCore::Bounds(CNumber& low, CNumber& high) const {
+    if (slope == Varying) return false;
+    const bool floating = value->IsFloatValued();
+    const CNumber a = FromDevice(floating ? CNumber::Float(value->FloatMin()) : CNumber::Int(value->IntMin()));
+    const CNumber b = FromDevice(floating ? CNumber::Float(value->FloatMax()) : CNumber::Int(value->IntMax()));
+    const bool ascending = slope == Increasing || (slope == Automatic && a.AsDouble() <= b.AsDouble());
+    low = ascending ? a : b;
+    high = ascending ? b : a;
+    return true;
+}
+
+bool CIntConverterNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
+    return m_core.LoadElement(*this, ctx, e, ERefKind::IntValue) || LoadNumberElement(ctx, e);
+}
+
+int64_t CIntConverterNode::IntValue() { return IntResult(*this, m_core.FromDevice(m_core.DeviceValue())); }
+
+// The bounds of a converter are images of its node's bounds, which an integer formula may wrap
+// around; the node behind the converter checks the converted value against its own bounds instead.
+void CIntConverterNode::WriteInt(int64_t value, bool verify) {
+    m_core.WriteDevice(*this, m_core.ToDevice(CNumber::Int(value)), verify);
+}
+
+int64_t CIntConverterNode::IntMin() {
+    CNumber low, high;
+    return m_core.Bounds(low, high) ? IntResult(*this, low) : std::numeric_limits<int64_t>::min();
+}
+
+int64_t CIntConverterNode::IntMax() {
+    CNumber low, high;
+    return m_core.Bounds(low, high) ? IntResult(*this, high) : std::numeric_limits<int64_t>::max();
+}
+
+bool CConverterNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
+    return m_core.LoadElement(*this, ctx, e, ERefKind::Numeric) || LoadNumberElement(ctx, e);
+}
+
+double CConverterNode::FloatValue() { return m_core.FromDevice(m_core.DeviceValue()).AsDouble(); }
+
+void CConverterNode::WriteFloat(double value, bool verify) {
+    if (std::isnan(value)) throw OUT_OF_RANGE_EXCEPTION("Node '%s': value is not a number", m_name.c_str());
+    m_core.WriteDevice(*this, m_core.ToDevice(CNumber::Float(value)), verify);
+}
+
+double CConverterNode::FloatMin() {
+    CNumber low, high;
+    return m_core.Bounds(low, high) ? low.AsDouble() : std::numeric_limits<double>::lowest();
+}
+
+double CConverterNode::FloatMax() {
+    CNumber low, high;
+    return m_core.Bounds(low, high) ? high.AsDouble() : std::numeric_limits<double>::max();
+}
+
+} // namespace GenApi

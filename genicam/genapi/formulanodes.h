@@ -1,0 +1,114 @@
+// Nodes whose value is a formula over other nodes: IntSwissKnife and SwissKnife (read-only), and
+// IntConverter and Converter, which translate between a feature value (FROM) and the value of the
+// node behind them (TO) with a formula for each direction.
+#pragma once
+
+#include "formula.h"
+#include "numericfeature.h"
+
+#include <string>
+
+namespace GenApi {
+
+// The pVariable, Constant and Expression elements of a formula node.
+struct CFormulaDeclarations {
+    CFormulaSymbols symbols;
+    bool LoadElement(CNodeBase& owner, CLoadContext& ctx, const pugi::xml_node& e);
+};
+
+class CIntSwissKnifeNode final : public CIntegerFeature<CNodeBase> {
+public:
+    using CIntegerFeature<CNodeBase>::CIntegerFeature;
+
+    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override;
+    void FinishLoad(CLoadContext& ctx) override;
+    int64_t IntValue() override;
+
+protected:
+    EAccessMode BaseAccessMode() const override { return RO; }
+
+private:
+    CFormulaDeclarations m_declarations;
+    std::string m_text;
+    bool m_hasFormula = false;
+    CFormula m_formula;
+};
+
+class CSwissKnifeNode final : public CFloatFeature<CNodeBase> {
+public:
+    using CFloatFeature<CNodeBase>::CFloatFeature;
+
+    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override;
+    void FinishLoad(CLoadContext& ctx) override;
+    double FloatValue() override { return m_formula.Evaluate().AsDouble(); }
+
+protected:
+    EAccessMode BaseAccessMode() const override { return RO; }
+
+private:
+    CFormulaDeclarations m_declarations;
+    std::string m_text;
+    bool m_hasFormula = false;
+    CFormula m_formula;
+};
+
+// What both converter kinds share: the two formulas, the converted node and the slope.
+struct CConverterCore {
+    CFormulaDeclarations declarations;
+    std::string toText, fromText;
+    bool hasTo = false, hasFrom = false;
+    CFormula to, from;
+    CNodeBase* value = nullptr;
+    ESlope slope = Automatic;
+
+    bool LoadElement(CNodeBase& owner, CLoadContext& ctx, const pugi::xml_node& e, ERefKind valueKind);
+    void Finish(CNodeBase& owner, CLoadContext& ctx, bool integerMode);
+    // TO read from the converted node.
+    CNumber DeviceValue() const;
+    // Feature value for a device value, and device value for a feature value.
+    CNumber FromDevice(CNumber device) const { return from.Evaluate(&device); }
+    CNumber ToDevice(CNumber feature) const { return to.Evaluate(&feature); }
+    // Writes a value computed by FormulaTo to the converted node.
+    void WriteDevice(const CNodeBase& owner, CNumber device, bool verify) const;
+    // The feature's bounds from the converted node's bounds: none for a varying slope, else the
+    // images of the node's bounds, in the order the slope gives.
+    bool Bounds(CNumber& low, CNumber& high) const;
+};
+
+class CIntConverterNode final : public CIntegerFeature<CNodeBase> {
+public:
+    using CIntegerFeature<CNodeBase>::CIntegerFeature;
+
+    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override;
+    void FinishLoad(CLoadContext& ctx) override { m_core.Finish(*this, ctx, true); }
+    int64_t IntValue() override;
+    void WriteInt(int64_t value, bool verify) override;
+    int64_t IntMin() override;
+    int64_t IntMax() override;
+
+protected:
+    EAccessMode BaseAccessMode() const override { return m_core.value ? m_core.value->AccessMode() : NA; }
+
+private:
+    CConverterCore m_core;
+};
+
+class CConverterNode final : public CFloatFeature<CNodeBase> {
+public:
+    using CFloatFeature<CNodeBase>::CFloatFeature;
+
+    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override;
+    void FinishLoad(CLoadContext& ctx) override { m_core.Finish(*this, ctx, false); }
+    double FloatValue() override;
+    void WriteFloat(double value, bool verify) override;
+    double FloatMin() override;
+    double FloatMax() override;
+
+protected:
+    EAccessMode BaseAccessMode() const override { return m_core.value ? m_core.value->AccessMode() : NA; }
+
+private:
+    CConverterCore m_core;
+};
+
+} // namespace GenApi
