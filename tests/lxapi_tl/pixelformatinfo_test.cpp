@@ -223,7 +223,7 @@ TEST(PixelFormatInfo, PatternSites) {
     const std::pair<uint32_t, uint32_t> phases[] = {
         {LxPixelFormat_Pol1BayerRG10, R},    {LxPixelFormat_Pol1BayerRGX8, Gr},   {LxPixelFormat_Pol1BayerRGY12, Gb},
         {LxPixelFormat_Pol1BayerRGXY10p, B}, {LxPixelFormat_Pol1BayerRGC8, Gr},   {LxPixelFormat_Pol1BayerRGXC12, B},
-        {LxPixelFormat_Pol1BayerRGYC10, B},  {LxPixelFormat_Pol1BayerRGXYC12p, Gb}, {LxPixelFormat_BayerGB4p, Gb},
+        {LxPixelFormat_Pol1BayerRGYC10, R},  {LxPixelFormat_Pol1BayerRGXYC12p, Gb}, {LxPixelFormat_BayerGB4p, Gb},
         {LxPixelFormat_BayerBG16, B},
         {LxPixelFormat_Pol1MonoX8, M},       {LxPixelFormat_Mono1p, M},           {LxPixelFormat_YCbCr8, N},
     };

@@ -281,3 +281,13 @@ TEST(PixelFormatConverter, BayerMethodAboveRangeWritesNothing) {
     }
     EXPECT_THROW(c.Run(MakeImage(1, 8, LxPixelFormat_BayerRG8), LxPixelFormat_BGR8), GenICam::RuntimeException);
 }
+
+TEST(PixelFormatConverter, EmptyImagesPassThrough) {
+    Converter c;
+    for (const auto& [w, h] : {std::pair<size_t, size_t>{0, 5}, {5, 0}, {0, 0}}) {
+        EXPECT_NO_THROW(c.Run(MakeImage(w, h, LxPixelFormat_BGR8), LxPixelFormat_Mono8)) << w << "x" << h;
+        EXPECT_NO_THROW(c.Run(MakeImage(w, h, LxPixelFormat_Mono12p), LxPixelFormat_Mono16)) << w << "x" << h;
+        BufferPtr out = c.Run(MakeImage(w, h, LxPixelFormat_Mono8), LxPixelFormat_RGB12_Planar);
+        EXPECT_EQ(out->GetILxImage()->GetImageWidth(), w);
+    }
+}
