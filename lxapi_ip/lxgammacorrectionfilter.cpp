@@ -115,29 +115,29 @@ struct TableReference {
 const CLxHandlerTable<CLxGammaCorrectionFilter::Handler>& CLxGammaCorrectionFilter::Handlers() {
     using F = CLxGammaCorrectionFilter;
     static const CLxHandlerTable<Handler> table{
-        {LxPixelFormat_Mono8, &F::FilterMono8},        {LxPixelFormat_BayerGR8, &F::FilterMono8},
-        {LxPixelFormat_BayerRG8, &F::FilterMono8},     {LxPixelFormat_BayerGB8, &F::FilterMono8},
-        {LxPixelFormat_BayerBG8, &F::FilterMono8},
+        {LxPixelFormat_Mono8, &F::FilterMono<uint8_t>},        {LxPixelFormat_BayerGR8, &F::FilterMono<uint8_t>},
+        {LxPixelFormat_BayerRG8, &F::FilterMono<uint8_t>},     {LxPixelFormat_BayerGB8, &F::FilterMono<uint8_t>},
+        {LxPixelFormat_BayerBG8, &F::FilterMono<uint8_t>},
 
-        {LxPixelFormat_Mono10, &F::FilterMono16},      {LxPixelFormat_Mono12, &F::FilterMono16},
-        {LxPixelFormat_Mono14, &F::FilterMono16},      {LxPixelFormat_Mono16, &F::FilterMono16},
-        {LxPixelFormat_BayerGR10, &F::FilterMono16},   {LxPixelFormat_BayerGR12, &F::FilterMono16},
-        {LxPixelFormat_BayerGR14, &F::FilterMono16},   {LxPixelFormat_BayerGR16, &F::FilterMono16},
-        {LxPixelFormat_BayerRG10, &F::FilterMono16},   {LxPixelFormat_BayerRG12, &F::FilterMono16},
-        {LxPixelFormat_BayerRG14, &F::FilterMono16},   {LxPixelFormat_BayerRG16, &F::FilterMono16},
-        {LxPixelFormat_BayerGB10, &F::FilterMono16},   {LxPixelFormat_BayerGB12, &F::FilterMono16},
-        {LxPixelFormat_BayerGB14, &F::FilterMono16},   {LxPixelFormat_BayerGB16, &F::FilterMono16},
-        {LxPixelFormat_BayerBG10, &F::FilterMono16},   {LxPixelFormat_BayerBG12, &F::FilterMono16},
-        {LxPixelFormat_BayerBG14, &F::FilterMono16},   {LxPixelFormat_BayerBG16, &F::FilterMono16},
+        {LxPixelFormat_Mono10, &F::FilterMono<uint16_t>},      {LxPixelFormat_Mono12, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_Mono14, &F::FilterMono<uint16_t>},      {LxPixelFormat_Mono16, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerGR10, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerGR12, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerGR14, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerGR16, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerRG10, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerRG12, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerRG14, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerRG16, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerGB10, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerGB12, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerGB14, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerGB16, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerBG10, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerBG12, &F::FilterMono<uint16_t>},
+        {LxPixelFormat_BayerBG14, &F::FilterMono<uint16_t>},   {LxPixelFormat_BayerBG16, &F::FilterMono<uint16_t>},
 
-        {LxPixelFormat_RGB8, &F::FilterColor8},        {LxPixelFormat_RGBa8, &F::FilterColor8},
-        {LxPixelFormat_BGR8, &F::FilterColor8},        {LxPixelFormat_BGRa8, &F::FilterColor8},
+        {LxPixelFormat_RGB8, &F::FilterColor<uint8_t>},        {LxPixelFormat_RGBa8, &F::FilterColor<uint8_t>},
+        {LxPixelFormat_BGR8, &F::FilterColor<uint8_t>},        {LxPixelFormat_BGRa8, &F::FilterColor<uint8_t>},
 
         // Of the colours above 8 bits only the BGR order has a handler; RGB16 is left out.
-        {LxPixelFormat_BGR10, &F::FilterColor16},      {LxPixelFormat_BGRa10, &F::FilterColor16},
-        {LxPixelFormat_BGR12, &F::FilterColor16},      {LxPixelFormat_BGRa12, &F::FilterColor16},
-        {LxPixelFormat_BGR14, &F::FilterColor16},      {LxPixelFormat_BGRa14, &F::FilterColor16},
-        {LxPixelFormat_BGR16, &F::FilterColor16},      {LxPixelFormat_BGRa16, &F::FilterColor16},
+        {LxPixelFormat_BGR10, &F::FilterColor<uint16_t>},      {LxPixelFormat_BGRa10, &F::FilterColor<uint16_t>},
+        {LxPixelFormat_BGR12, &F::FilterColor<uint16_t>},      {LxPixelFormat_BGRa12, &F::FilterColor<uint16_t>},
+        {LxPixelFormat_BGR14, &F::FilterColor<uint16_t>},      {LxPixelFormat_BGRa14, &F::FilterColor<uint16_t>},
+        {LxPixelFormat_BGR16, &F::FilterColor<uint16_t>},      {LxPixelFormat_BGRa16, &F::FilterColor<uint16_t>},
 
         {LxPixelFormat_YCbCr8, &F::FilterLuma},        {LxPixelFormat_YCbCr422_8, &F::FilterLuma},
         {LxPixelFormat_YCbCr411_8, &F::FilterLuma},    {LxPixelFormat_YCbCr709_422_8, &F::FilterLuma},
@@ -195,41 +195,28 @@ CLxGammaTable::SharedTable* CLxGammaCorrectionFilter::AcquireTable(size_t bits, 
     return m_gammaTable.Acquire(bits, lo, hi);
 }
 
-void CLxGammaCorrectionFilter::FilterMono8(ILxImage* image) {
+// One component: bytes through an 8-bit table, words through a table of the format's depth.
+template <class Sample>
+void CLxGammaCorrectionFilter::FilterMono(ILxImage* image) {
     const ImageFacts f = Facts(image);
-    const TableReference ref{AcquireTable(8, 0, 0)};
+    const size_t bits = sizeof(Sample) == 1 ? 8 : GetILxPixelFormatInfo(f.format)->GetComponentBits();
+    const TableReference ref{AcquireTable(bits, 0, 0)};
     if (!ref.table) return;
-    MapSamples<uint8_t, 1, 1>(f.base, f.height, f.pitch, f.width, ref.table->entries);
+    MapSamples<Sample, 1, 1>(f.base, f.height, f.pitch, f.width, ref.table->entries);
 }
 
-void CLxGammaCorrectionFilter::FilterMono16(ILxImage* image) {
-    const ImageFacts f = Facts(image);
-    const TableReference ref{AcquireTable(GetILxPixelFormatInfo(f.format)->GetComponentBits(), 0, 0)};
-    if (!ref.table) return;
-    MapSamples<uint16_t, 1, 1>(f.base, f.height, f.pitch, f.width, ref.table->entries);
-}
-
-void CLxGammaCorrectionFilter::FilterColor8(ILxImage* image) {
-    const ImageFacts f = Facts(image);
-    const size_t step = GetILxPixelFormatInfo(f.format)->GetComponentCount();
-    const TableReference ref{AcquireTable(8, 0, 0)};
-    if (!ref.table) return;
-    if (step == 4)
-        MapSamples<uint8_t, 4, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
-    else
-        MapSamples<uint8_t, 3, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
-}
-
-void CLxGammaCorrectionFilter::FilterColor16(ILxImage* image) {
+// Colour: the first three samples of each pixel; an alpha sample stays.
+template <class Sample>
+void CLxGammaCorrectionFilter::FilterColor(ILxImage* image) {
     const ImageFacts f = Facts(image);
     ILxPixelFormatInfo* info = GetILxPixelFormatInfo(f.format);
-    const size_t step = info->GetComponentCount();
-    const TableReference ref{AcquireTable(info->GetComponentBits(), 0, 0)};
+    const size_t bits = sizeof(Sample) == 1 ? 8 : info->GetComponentBits();
+    const TableReference ref{AcquireTable(bits, 0, 0)};
     if (!ref.table) return;
-    if (step == 4)
-        MapSamples<uint16_t, 4, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
+    if (info->GetComponentCount() == 4)
+        MapSamples<Sample, 4, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
     else
-        MapSamples<uint16_t, 3, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
+        MapSamples<Sample, 3, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
 }
 
 // Only the luma bytes: YCbCr8 the first of every 3; the 4:2:2 forms the first of every 2; YCbCr411_8

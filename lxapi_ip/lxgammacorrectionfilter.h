@@ -66,10 +66,10 @@ private:
     void SetGammaInternal(double value, bool notify);
     CLxGammaTable::SharedTable* AcquireTable(size_t bits, uint16_t lo, uint16_t hi);
 
-    void FilterMono8(ILxImage* image);
-    void FilterMono16(ILxImage* image);
-    void FilterColor8(ILxImage* image);
-    void FilterColor16(ILxImage* image);
+    template <class Sample>
+    void FilterMono(ILxImage* image);
+    template <class Sample>
+    void FilterColor(ILxImage* image);
     void FilterLuma(ILxImage* image);
 
     double m_gammaMin = 0.0;

@@ -62,24 +62,12 @@ public:
     // address; an address without a register is skipped up to the next multiple of 4 and leaves the
     // buffer as it was.
     void Read(void* buffer, int64_t address, int64_t length) override {
-        auto* out = static_cast<uint8_t*>(buffer);
-        while (length > 0) {
-            int64_t n = length;
-            const int64_t step = ReadRegister(out, address, &n) ? n : 4 - (address & 3);
-            out += step;
-            address += step;
-            length -= step;
-        }
+        Walk(static_cast<uint8_t*>(buffer), address, length,
+             [this](uint8_t* p, int64_t a, int64_t* n) { return ReadRegister(p, a, n); });
     }
     void Write(const void* buffer, int64_t address, int64_t length) override {
-        auto* in = static_cast<const uint8_t*>(buffer);
-        while (length > 0) {
-            int64_t n = length;
-            const int64_t step = WriteRegister(in, address, &n) ? n : 4 - (address & 3);
-            in += step;
-            address += step;
-            length -= step;
-        }
+        Walk(static_cast<const uint8_t*>(buffer), address, length,
+             [this](const uint8_t* p, int64_t a, int64_t* n) { return WriteRegister(p, a, n); });
     }
     GenApi::EAccessMode GetAccessMode() const override { return m_accessMode; }
 
@@ -165,6 +153,19 @@ protected:
         CLxIPModuleBase& m_owner;
         ILxImageBufferReleasable* m_buffer;
     };
+
+    // One register at a time: a served register advances by its width, an address without one by the
+    // step to the next multiple of 4, with nothing written for it.
+    template <class Byte, class Access>
+    static void Walk(Byte* p, int64_t address, int64_t length, Access&& access) {
+        while (length > 0) {
+            int64_t n = length;
+            const int64_t step = access(p, address, &n) ? n : 4 - (address & 3);
+            p += step;
+            address += step;
+            length -= step;
+        }
+    }
 
     CLxCallbackManager m_callbackManager;
     int32_t m_resourceId;

@@ -39,37 +39,22 @@ bool CFormulaDeclarations::LoadElement(CNodeBase& owner, CLoadContext& ctx, cons
 
 // ---------------------------------------------------------------- swiss knives
 
-bool CIntSwissKnifeNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
+bool CSwissKnifeCore::LoadElement(CNodeBase& owner, CLoadContext& ctx, const pugi::xml_node& e) {
     if (std::string_view(e.name()) == "Formula") {
-        if (m_hasFormula) ctx.Duplicate(*this, e);
-        m_text = CLoadContext::Text(e);
-        m_hasFormula = true;
+        if (hasFormula) ctx.Duplicate(owner, e);
+        text = CLoadContext::Text(e);
+        hasFormula = true;
         return true;
     }
-    return m_declarations.LoadElement(*this, ctx, e) || LoadNumberElement(ctx, e);
+    return declarations.LoadElement(owner, ctx, e);
 }
 
-void CIntSwissKnifeNode::FinishLoad(CLoadContext& ctx) {
-    if (!m_hasFormula) ctx.Missing(*this, "Formula");
-    m_formula.Compile(m_text, m_declarations.symbols, true, m_name);
+void CSwissKnifeCore::Finish(CNodeBase& owner, CLoadContext& ctx, bool integerMode) {
+    if (!hasFormula) ctx.Missing(owner, "Formula");
+    formula.Compile(text, declarations.symbols, integerMode, owner.Name());
 }
 
-int64_t CIntSwissKnifeNode::IntValue() { return IntResult(*this, m_formula.Evaluate()); }
-
-bool CSwissKnifeNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
-    if (std::string_view(e.name()) == "Formula") {
-        if (m_hasFormula) ctx.Duplicate(*this, e);
-        m_text = CLoadContext::Text(e);
-        m_hasFormula = true;
-        return true;
-    }
-    return m_declarations.LoadElement(*this, ctx, e) || LoadNumberElement(ctx, e);
-}
-
-void CSwissKnifeNode::FinishLoad(CLoadContext& ctx) {
-    if (!m_hasFormula) ctx.Missing(*this, "Formula");
-    m_formula.Compile(m_text, m_declarations.symbols, false, m_name);
-}
+int64_t CIntSwissKnifeNode::IntValue() { return IntResult(*this, m_core.formula.Evaluate()); }
 
 // ---------------------------------------------------------------- converters
 

@@ -16,40 +16,49 @@ struct CFormulaDeclarations {
     bool LoadElement(CNodeBase& owner, CLoadContext& ctx, const pugi::xml_node& e);
 };
 
+// What both swiss knife kinds share: the declarations and the one formula.
+struct CSwissKnifeCore {
+    CFormulaDeclarations declarations;
+    std::string text;
+    bool hasFormula = false;
+    CFormula formula;
+
+    bool LoadElement(CNodeBase& owner, CLoadContext& ctx, const pugi::xml_node& e);
+    void Finish(CNodeBase& owner, CLoadContext& ctx, bool integerMode);
+};
+
 class CIntSwissKnifeNode final : public CIntegerFeature<CNodeBase> {
 public:
     using CIntegerFeature<CNodeBase>::CIntegerFeature;
 
-    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override;
-    void FinishLoad(CLoadContext& ctx) override;
+    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override {
+        return m_core.LoadElement(*this, ctx, e) || LoadNumberElement(ctx, e);
+    }
+    void FinishLoad(CLoadContext& ctx) override { m_core.Finish(*this, ctx, true); }
     int64_t IntValue() override;
 
 protected:
     EAccessMode BaseAccessMode() const override { return RO; }
 
 private:
-    CFormulaDeclarations m_declarations;
-    std::string m_text;
-    bool m_hasFormula = false;
-    CFormula m_formula;
+    CSwissKnifeCore m_core;
 };
 
 class CSwissKnifeNode final : public CFloatFeature<CNodeBase> {
 public:
     using CFloatFeature<CNodeBase>::CFloatFeature;
 
-    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override;
-    void FinishLoad(CLoadContext& ctx) override;
-    double FloatValue() override { return m_formula.Evaluate().AsDouble(); }
+    bool LoadElement(CLoadContext& ctx, const pugi::xml_node& e) override {
+        return m_core.LoadElement(*this, ctx, e) || LoadNumberElement(ctx, e);
+    }
+    void FinishLoad(CLoadContext& ctx) override { m_core.Finish(*this, ctx, false); }
+    double FloatValue() override { return m_core.formula.Evaluate().AsDouble(); }
 
 protected:
     EAccessMode BaseAccessMode() const override { return RO; }
 
 private:
-    CFormulaDeclarations m_declarations;
-    std::string m_text;
-    bool m_hasFormula = false;
-    CFormula m_formula;
+    CSwissKnifeCore m_core;
 };
 
 // What both converter kinds share: the two formulas, the converted node and the slope.

@@ -12,16 +12,6 @@ using namespace lxtest;
 
 namespace {
 
-template <class E, class F>
-std::string TextOf(F&& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return e.GetDescription();
-    }
-    return "<no exception>";
-}
-
 FilterPtr MakeGamma() { return FilterPtr(CreateILxFilter(LxFilterType_GammaCorrection)); }
 GenApi::IPort* PortOf(const FilterPtr& f) { return dynamic_cast<GenApi::IPort*>(f.Get()); }
 

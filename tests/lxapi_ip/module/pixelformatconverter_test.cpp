@@ -26,16 +26,6 @@ struct Converter {
 
 uint32_t FormatOf(const BufferPtr& b) { return b->GetILxImage()->GetImagePixelFormat(); }
 
-template <class E, class F>
-std::string TextOf(F&& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return e.GetDescription();
-    }
-    return "<no exception>";
-}
-
 } // namespace
 
 TEST(PixelFormatConverter, DefaultsAndInfo) {
