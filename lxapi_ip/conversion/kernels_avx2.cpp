@@ -184,17 +184,33 @@ inline __m256i SpreadPixels3(const uint8_t* p) {
     return _mm256_permutevar8x32_epi32(Load256(p), _mm256_setr_epi32(0, 1, 2, 3, 3, 4, 5, 6));
 }
 
-// 3 -> 3 with the first and third samples exchanged: 8 pixels per step, each lane's 12 bytes
-// gathered back into 24 by a second dword permutation. The store writes 32 bytes, of which the
-// last 8 are rewritten by the next step or the tail: 11 pixels must remain (the load reads 32
-// bytes as well).
+// 3 -> 3 with the first and third samples exchanged: 16 pixels (48 bytes) per step, three 16-byte
+// loads and three 16-byte stores with no overlap. Pixels 5 and 10 straddle the 16-byte chunks, so
+// each output chunk is gathered from the input chunks it overlaps:
+//   out  0-15: in 0-14 of chunk 0, and in 17 (chunk 1, byte 1) for the first sample of pixel 5;
+//   out 16-31: in 16, 15 for the rest of pixel 5, pixels 6-9 from chunk 1, in 32 and 31 for pixel 10;
+//   out 32-47: in 30 for the last sample of pixel 10, pixels 11-15 from chunk 2.
 void Swap3(const uint8_t* s, uint8_t* d, size_t n, size_t& i) {
-    static const int8_t swapped[16] = {2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, Z, Z, Z, Z};
-    const __m256i mask = LaneMask(swapped);
-    const __m256i gather = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7);
-    for (; i + 11 <= n; i += 8) {
-        const __m256i v = _mm256_shuffle_epi8(SpreadPixels3(s + 3 * i), mask);
-        Store256(d + 3 * i, _mm256_permutevar8x32_epi32(v, gather));
+    const __m128i m00 = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, Z);
+    const __m128i m01 = _mm_setr_epi8(Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, 1);
+    const __m128i m10 = _mm_setr_epi8(Z, 15, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z);
+    const __m128i m11 = _mm_setr_epi8(0, Z, 4, 3, 2, 7, 6, 5, 10, 9, 8, 13, 12, 11, Z, 15);
+    const __m128i m12 = _mm_setr_epi8(Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, 0, Z);
+    const __m128i m21 = _mm_setr_epi8(14, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z, Z);
+    const __m128i m22 = _mm_setr_epi8(Z, 3, 2, 1, 6, 5, 4, 9, 8, 7, 12, 11, 10, 15, 14, 13);
+    for (; i + 16 <= n; i += 16) {
+        const uint8_t* p = s + 3 * i;
+        const __m128i a0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i a1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16));
+        const __m128i a2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 32));
+        const __m128i o0 = _mm_or_si128(_mm_shuffle_epi8(a0, m00), _mm_shuffle_epi8(a1, m01));
+        const __m128i o1 = _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(a0, m10), _mm_shuffle_epi8(a1, m11)),
+                                        _mm_shuffle_epi8(a2, m12));
+        const __m128i o2 = _mm_or_si128(_mm_shuffle_epi8(a1, m21), _mm_shuffle_epi8(a2, m22));
+        uint8_t* q = d + 3 * i;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(q), o0);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(q + 16), o1);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(q + 32), o2);
     }
 }
 
