@@ -170,11 +170,30 @@ TEST(GammaFilter, PaddingAndEmptyImages) {
             }
 }
 
+namespace {
+// An image of the caller's own making, with a format code no table knows.
+struct ForeignImage : ILxImage {
+    uint8_t pixels[4] = {1, 2, 3, 4};
+    size_t GetImageWidth() override { return 2; }
+    size_t GetImageHeight() override { return 2; }
+    size_t GetImageLinePitch() override { return 2; }
+    size_t GetImagePlaneSize() override { return 4; }
+    uint32_t GetImagePixelFormat() override { return 0x12345678u; }
+    void* GetImageBuffer() override { return pixels; }
+};
+} // namespace
+
 TEST(GammaFilter, BadInputChangesNothing) {
     Gamma g;
+    g.typed->SetGamma(2.0);
     EXPECT_THROW(g.filter->Filter(nullptr), GenICam::InvalidArgumentException);
     BufferPtr odd = MakeImage(2, 2, LxPixelFormat_Mono12p);
+    FillBytes(odd, 0x42);
     EXPECT_THROW(g.filter->Filter(odd->GetILxImage()), GenICam::RuntimeException);
+    EXPECT_EQ(Bytes(odd)[0], 0x42);
+    ForeignImage foreign;
+    EXPECT_THROW(g.filter->Filter(&foreign), GenICam::GenericException);
+    EXPECT_EQ(foreign.pixels[3], 4);
 }
 
 // Two threads filter with one filter while a third changes Gamma: every image must come out as the
