@@ -449,21 +449,23 @@ const ConversionMap& ConversionMap::Instance() {
     return map;
 }
 
-bool ConversionMap::FindMember(uint32_t source, uint32_t destination, ConversionMember* member) const {
+const ConversionMap::Entry* ConversionMap::Lookup(uint32_t source, uint32_t destination) const {
     const ConversionKey key{source, destination};
     const auto it = std::lower_bound(m_entries.begin(), m_entries.end(), key,
                                      [](const Entry& e, const ConversionKey& k) { return e.key < k; });
-    if (it == m_entries.end() || !(it->key == key)) return false;
-    if (member) *member = it->member;
-    return true;
+    return it != m_entries.end() && it->key == key ? &*it : nullptr;
+}
+
+bool ConversionMap::FindMember(uint32_t source, uint32_t destination, ConversionMember* member) const {
+    const Entry* e = Lookup(source, destination);
+    if (e && member) *member = e->member;
+    return e != nullptr;
 }
 
 ConversionHandler ConversionMap::Find(uint32_t source, uint32_t destination) const {
     if (source == destination) return g_convertCopyHandler;
-    const ConversionKey key{source, destination};
-    const auto it = std::lower_bound(m_entries.begin(), m_entries.end(), key,
-                                     [](const Entry& e, const ConversionKey& k) { return e.key < k; });
-    return it != m_entries.end() && it->key == key ? it->handler : nullptr;
+    const Entry* e = Lookup(source, destination);
+    return e ? e->handler : nullptr;
 }
 
 namespace {

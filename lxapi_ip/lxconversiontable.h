@@ -90,6 +90,7 @@ private:
         ConversionMember member;
         ConversionHandler handler;
     };
+    const Entry* Lookup(uint32_t source, uint32_t destination) const;
     std::vector<Entry> m_entries; // sorted by key
 };
 

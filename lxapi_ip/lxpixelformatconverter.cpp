@@ -131,13 +131,12 @@ void CLxPixelFormatConverter::Convert(ILxImage* source, ILxImageBuffer* destinat
     const uint32_t format = GetDestinationPixelFormat();
     const uint32_t sourceFormat = source->GetImagePixelFormat();
 
+    // A destination that cannot tell its present image counts as holding none.
+    ILxImageBufferInside* out = BufferInside(destination);
     ILxImage* present = nullptr;
     try {
-        present = BufferInside(destination)->GetILxImage();
-    } catch (const GenICam::LogicalErrorException&) {
-        throw;
+        present = out->GetILxImage();
     } catch (...) {
-        present = nullptr;
     }
     if (present == source) {
         // In place: the image is already right, or it is converted from a pooled copy of itself.

@@ -107,9 +107,7 @@ public:
 
     // ---- conversion members (the table's handlers) ----
     void ConvertCopy(ILxImage* s, ILxImageBuffer* d, bool reverse);
-    void ConvertColor8ToMono8(ILxImage* s, ILxImageBuffer* d, bool reverse);
-    void ConvertColorNToMonoN(ILxImage* s, ILxImageBuffer* d, bool reverse);
-    void ConvertColorNToMono8(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertColorToMono(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertMono8ToPacked(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertPlanarToColor(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertColorToPlanar(ILxImage* s, ILxImageBuffer* d, bool reverse);

@@ -28,18 +28,8 @@ lxconv::SourceImage SourceOf(ILxImage* image) {
 
 lxconv::DestImage DestOf(ILxImage* image) {
     const lxconv::SourceImage s = SourceOf(image);
-    lxconv::DestImage d;
-    d.data = image->GetImageBuffer();
-    d.pitch = s.pitch;
-    d.planeSize = s.planeSize;
-    d.bits = s.bits;
-    d.step = s.step;
-    d.blueFirst = s.blueFirst;
-    return d;
+    return {image->GetImageBuffer(), s.pitch, s.planeSize, s.bits, s.step, s.blueFirst};
 }
-
-using Kernel = void (*)(const lxconv::SourceImage&, const lxconv::DestImage&, size_t, size_t, bool,
-                        const lxconv::BitConversionTable*);
 
 } // namespace
 
@@ -57,13 +47,7 @@ void CLxPixelFormatConverter::ConvertCopy(ILxImage* s, ILxImageBuffer* d, bool r
                         reverse);
 }
 
-void CLxPixelFormatConverter::ConvertColor8ToMono8(ILxImage* s, ILxImageBuffer* d, bool reverse) {
-    LX_RUN_KERNEL(lxconv::ConvertColorToMono);
-}
-void CLxPixelFormatConverter::ConvertColorNToMonoN(ILxImage* s, ILxImageBuffer* d, bool reverse) {
-    LX_RUN_KERNEL(lxconv::ConvertColorToMono);
-}
-void CLxPixelFormatConverter::ConvertColorNToMono8(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+void CLxPixelFormatConverter::ConvertColorToMono(ILxImage* s, ILxImageBuffer* d, bool reverse) {
     LX_RUN_KERNEL(lxconv::ConvertColorToMono);
 }
 void CLxPixelFormatConverter::ConvertMono8ToPacked(ILxImage* s, ILxImageBuffer* d, bool reverse) {
@@ -127,7 +111,8 @@ using C = CLxPixelFormatConverter;
 const ConversionHandler g_convertCopyHandler = &C::ConvertCopy;
 
 const ConversionHandler g_conversionMemberHandlers[static_cast<size_t>(ConversionMember::Count)] = {
-    &C::ConvertColor8ToMono8, &C::ConvertColorNToMonoN, &C::ConvertColorNToMono8, &C::ConvertMono8ToPacked,
+    // luminance (8 to 8, N to N, N to 8), mono to 10/12Packed
+    &C::ConvertColorToMono, &C::ConvertColorToMono, &C::ConvertColorToMono, &C::ConvertMono8ToPacked,
     // planar to interleaved, interleaved to planar, mono to planar, planar to planar
     &C::ConvertPlanarToColor, &C::ConvertPlanarToColor, &C::ConvertPlanarToColor, &C::ConvertPlanarToColor,
     &C::ConvertColorToPlanar, &C::ConvertColorToPlanar, &C::ConvertColorToPlanar, &C::ConvertColorToPlanar,
