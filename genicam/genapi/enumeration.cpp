@@ -93,14 +93,15 @@ void CEnumerationNode::WriteInt(int64_t value, bool verify) {
 
 void CEnumerationNode::SetIntValue(int64_t value, bool verify) {
     AutoLock lock(MapLock());
+    CReadScope scope(m_map, false);
     CheckWritable();
     WriteInt(value, verify);
 }
 
 int64_t CEnumerationNode::GetIntValue(bool verify, bool ignoreCache) {
     AutoLock lock(MapLock());
+    CReadScope scope(m_map, ignoreCache);
     CheckReadable();
-    CIgnoreCacheScope scope(m_map, ignoreCache);
     const int64_t value = IntValue();
     if (verify && !FindByValue(value))
         throw OUT_OF_RANGE_EXCEPTION("Node '%s': %lld is the value of no entry", m_name.c_str(),

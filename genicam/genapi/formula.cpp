@@ -31,8 +31,8 @@ namespace {
 
 using Op = CFormula::Op;
 
-// Deepest nesting of parentheses and operators accepted; bounds the recursion of parser and
-// evaluator far below any stack limit.
+// Deepest nesting of parentheses, unary operators and named expressions accepted; bounds the
+// recursion of the parser far below any stack limit (the evaluation does not recurse).
 constexpr int kMaxDepth = 200;
 
 struct BinaryOp {
@@ -236,11 +236,15 @@ private:
         while (m_pos < t.size() && IsIdentChar(t[m_pos])) ++m_pos;
         const std::string name = t.substr(start, m_pos - start);
 
+        // A variable named twice is read once per evaluation: its uses share one operation.
         for (const auto& [varName, node] : m_symbols.variables) {
             if (varName != name) continue;
+            if (auto it = m_variableOps.find(name); it != m_variableOps.end()) return it->second;
             CFormula::Node n = Make(Op::Variable);
             n.variable = node;
-            return Add(n);
+            const int32_t index = Add(n);
+            m_variableOps.emplace(name, index);
+            return index;
         }
         for (const auto& [constName, literal] : m_symbols.constants) {
             if (constName != name) continue;
@@ -303,6 +307,7 @@ private:
     size_t m_pos = 0;
     int m_depth = 0;
     std::map<std::string, int32_t> m_expressionRoots;
+    std::map<std::string, int32_t> m_variableOps;
     std::set<std::string> m_expressionsInProgress;
 };
 
@@ -322,11 +327,6 @@ std::vector<CNodeBase*> CFormula::Variables() const {
         if (n.op == Op::Variable && std::find(nodes.begin(), nodes.end(), n.variable) == nodes.end())
             nodes.push_back(n.variable);
     return nodes;
-}
-
-CNumber CFormula::Evaluate(const CNumber* implicitValues) const {
-    if (m_root < 0) throw LOGICAL_ERROR_EXCEPTION("Node '%s': formula not compiled", m_owner.c_str());
-    return Eval(m_root, implicitValues);
 }
 
 namespace {
@@ -369,29 +369,85 @@ CNumber Rounded(const CNumber& a, double (*round)(double), bool integerMode) noe
 
 } // namespace
 
-CNumber CFormula::Eval(int32_t index, const CNumber* implicitValues) const {
-    const Node& n = m_ops[static_cast<size_t>(index)];
-    auto operand = [&](int32_t i) { return Eval(i, implicitValues); };
+// Operations are stored after their operands, and a named expression or a variable used twice is one
+// operation shared by its users. The evaluation walks the operations on an explicit stack and keeps
+// every value it computes: a chain of 50,000 operators costs no recursion, and an operation shared by
+// many users is computed once per evaluation. Operands are computed only when the walk reaches them
+// (the untaken branch of "c ? a : b" and the right side of a decided && or || cost nothing).
+CNumber CFormula::Evaluate(const CNumber* implicitValues) const {
+    if (m_root < 0) throw LOGICAL_ERROR_EXCEPTION("Node '%s': formula not compiled", m_owner.c_str());
+    const size_t count = m_ops.size();
+    std::vector<CNumber> values(count);
+    std::vector<uint8_t> known(count, 0);
+    std::vector<int32_t> stack;
+    stack.push_back(m_root);
     auto boolean = [&](bool v) { return Normalize(CNumber::Int(v ? 1 : 0)); };
+    while (!stack.empty()) {
+        const int32_t index = stack.back();
+        const size_t at = static_cast<size_t>(index);
+        if (known[at]) {
+            stack.pop_back();
+            continue;
+        }
+        const Node& n = m_ops[at];
+        // Pushes an operand whose value is still missing; true if it was missing.
+        auto missing = [&](int32_t operand) {
+            if (operand < 0 || known[static_cast<size_t>(operand)]) return false;
+            stack.push_back(operand);
+            return true;
+        };
+        auto value = [&](int32_t operand) -> const CNumber& { return values[static_cast<size_t>(operand)]; };
+        CNumber result;
+        switch (n.op) {
+        case Op::Literal:
+        case Op::Variable:
+        case Op::Implicit: result = Leaf(n, implicitValues); break;
+        case Op::Cond: {
+            if (missing(n.a)) continue;
+            const int32_t chosen = value(n.a).IsTrue() ? n.b : n.c;
+            if (missing(chosen)) continue;
+            result = value(chosen);
+            break;
+        }
+        case Op::And:
+        case Op::Or: {
+            if (missing(n.a)) continue;
+            const bool left = value(n.a).IsTrue();
+            if (left == (n.op == Op::Or)) {
+                result = boolean(left);
+                break;
+            }
+            if (missing(n.b)) continue;
+            result = boolean(value(n.b).IsTrue());
+            break;
+        }
+        default:
+            if (missing(n.a) || missing(n.b)) continue;
+            result = Apply(n, value(n.a), n.b >= 0 ? value(n.b) : CNumber{});
+            break;
+        }
+        values[at] = result;
+        known[at] = 1;
+        stack.pop_back();
+    }
+    return values[static_cast<size_t>(m_root)];
+}
 
-    switch (n.op) {
-    case Op::Literal: return n.literal;
-    case Op::Variable: {
+CNumber CFormula::Leaf(const Node& n, const CNumber* implicitValues) const {
+    if (n.op == Op::Literal) return n.literal;
+    if (n.op == Op::Variable) {
         CNodeBase* node = n.variable;
         return Normalize(node->IsFloatValued() ? CNumber::Float(node->FloatValue()) : CNumber::Int(node->IntValue()));
     }
-    case Op::Implicit:
-        if (!implicitValues) throw LOGICAL_ERROR_EXCEPTION("Node '%s': formula value missing", m_owner.c_str());
-        return Normalize(implicitValues[n.slot]);
-    case Op::Cond: return operand(n.a).IsTrue() ? operand(n.b) : operand(n.c);
-    case Op::And: return boolean(operand(n.a).IsTrue() && operand(n.b).IsTrue());
-    case Op::Or: return boolean(operand(n.a).IsTrue() || operand(n.b).IsTrue());
-    case Op::Not: return boolean(!operand(n.a).IsTrue());
-    default: break;
-    }
+    if (!implicitValues) throw LOGICAL_ERROR_EXCEPTION("Node '%s': formula value missing", m_owner.c_str());
+    return Normalize(implicitValues[n.slot]);
+}
 
-    const CNumber a = operand(n.a);
+// The operations whose operands are all computed: unary ones take `a`, binary ones `a` and `b`.
+CNumber CFormula::Apply(const Node& n, const CNumber& a, const CNumber& b) const {
+    auto boolean = [&](bool v) { return Normalize(CNumber::Int(v ? 1 : 0)); };
     switch (n.op) {
+    case Op::Not: return boolean(!a.IsTrue());
     case Op::Neg: return a.isInt ? CNumber::Int(Num::WrapSub(0, a.i)) : CNumber::Float(-a.d);
     case Op::BitNot: return Normalize(CNumber::Int(~a.AsInt()));
     case Op::Sgn: return a.isInt ? CNumber::Int((a.i > 0) - (a.i < 0)) : CNumber::Float((a.d > 0) - (a.d < 0));
@@ -413,7 +469,6 @@ CNumber CFormula::Eval(int32_t index, const CNumber* implicitValues) const {
     default: break;
     }
 
-    const CNumber b = operand(n.b);
     const bool ints = a.isInt && b.isInt;
     switch (n.op) {
     case Op::Add: return ints ? CNumber::Int(Num::WrapAdd(a.i, b.i)) : CNumber::Float(a.AsDouble() + b.AsDouble());

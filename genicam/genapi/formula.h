@@ -58,7 +58,8 @@ public:
     };
 
 private:
-    CNumber Eval(int32_t index, const CNumber* implicitValues) const;
+    CNumber Leaf(const Node& n, const CNumber* implicitValues) const;
+    CNumber Apply(const Node& n, const CNumber& a, const CNumber& b) const;
     CNumber Normalize(CNumber n) const noexcept { return m_integerMode || !n.isInt ? n : CNumber::Float(n.AsDouble()); }
 
     friend class CFormulaParser;

@@ -1,6 +1,7 @@
 #include "formulanodes.h"
 
 #include "loadcontext.h"
+#include "nodemap.h"
 
 #include <cmath>
 #include <limits>
@@ -54,7 +55,23 @@ void CSwissKnifeCore::Finish(CNodeBase& owner, CLoadContext& ctx, bool integerMo
     formula.Compile(text, declarations.symbols, integerMode, owner.Name());
 }
 
-int64_t CIntSwissKnifeNode::IntValue() { return IntResult(*this, m_core.formula.Evaluate()); }
+bool CSwissKnifeCore::CacheUsable(const CNodeBase& owner, const CNodeMap& map) const {
+    if (!cacheValid) return false;
+    if (!map.IgnoringCache() && !owner.m_readsDeviceEachTime) return true;
+    const uint64_t read = map.ReadNumber();
+    return read != 0 && cachedInRead == read;
+}
+
+CNumber CSwissKnifeCore::Value(const CNodeBase& owner, const CNodeMap& map) {
+    if (CacheUsable(owner, map)) return cached;
+    const CNumber value = formula.Evaluate();
+    cached = value;
+    cachedInRead = map.ReadNumber();
+    cacheValid = !owner.m_readsDeviceEachTime || cachedInRead != 0;
+    return value;
+}
+
+int64_t CIntSwissKnifeNode::IntValue() { return IntResult(*this, m_core.Value(*this, m_map)); }
 
 // ---------------------------------------------------------------- converters
 
@@ -100,14 +117,24 @@ void CConverterCore::WriteDevice(const CNodeBase& owner, CNumber device, bool ve
     else value->WriteInt(device.isInt ? device.i : Num::RoundToInt64(device.d), verify);
 }
 
-bool CConverterCore::Bounds(CNumber& low, CNumber& high) const {
+bool CConverterCore::Bounds(const CNodeMap& map, CNumber& low, CNumber& high) {
     if (slope == Varying) return false;
+    const uint64_t read = map.ReadNumber();
+    if (read != 0 && read == m_boundsRead) {
+        low = m_low;
+        high = m_high;
+        return true;
+    }
+    m_boundsRead = 0;
     const bool floating = value->IsFloatValued();
     const CNumber a = FromDevice(floating ? CNumber::Float(value->FloatMin()) : CNumber::Int(value->IntMin()));
     const CNumber b = FromDevice(floating ? CNumber::Float(value->FloatMax()) : CNumber::Int(value->IntMax()));
     const bool ascending = slope == Increasing || (slope == Automatic && a.AsDouble() <= b.AsDouble());
     low = ascending ? a : b;
     high = ascending ? b : a;
+    m_low = low;
+    m_high = high;
+    m_boundsRead = read;
     return true;
 }
 
@@ -125,12 +152,12 @@ void CIntConverterNode::WriteInt(int64_t value, bool verify) {
 
 int64_t CIntConverterNode::IntMin() {
     CNumber low, high;
-    return m_core.Bounds(low, high) ? IntResult(*this, low) : std::numeric_limits<int64_t>::min();
+    return m_core.Bounds(m_map, low, high) ? IntResult(*this, low) : std::numeric_limits<int64_t>::min();
 }
 
 int64_t CIntConverterNode::IntMax() {
     CNumber low, high;
-    return m_core.Bounds(low, high) ? IntResult(*this, high) : std::numeric_limits<int64_t>::max();
+    return m_core.Bounds(m_map, low, high) ? IntResult(*this, high) : std::numeric_limits<int64_t>::max();
 }
 
 bool CConverterNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
@@ -146,12 +173,12 @@ void CConverterNode::WriteFloat(double value, bool verify) {
 
 double CConverterNode::FloatMin() {
     CNumber low, high;
-    return m_core.Bounds(low, high) ? low.AsDouble() : std::numeric_limits<double>::lowest();
+    return m_core.Bounds(m_map, low, high) ? low.AsDouble() : std::numeric_limits<double>::lowest();
 }
 
 double CConverterNode::FloatMax() {
     CNumber low, high;
-    return m_core.Bounds(low, high) ? high.AsDouble() : std::numeric_limits<double>::max();
+    return m_core.Bounds(m_map, low, high) ? high.AsDouble() : std::numeric_limits<double>::max();
 }
 
 } // namespace GenApi

@@ -212,14 +212,23 @@ CNodeBase* AddNamed(CNodeMap& map, std::unique_ptr<CNodeBase> node) {
     return added;
 }
 
-// First pass: one node per element, descending into groups.
-void CreateNodes(CNodeMap& map, const pugi::xml_node& parent,
+// First pass: one node per element, descending into groups. Groups may nest to any depth: the walk
+// keeps the elements still to visit on a stack of its own instead of recursing.
+void CreateNodes(CNodeMap& map, const pugi::xml_node& root,
                  std::vector<std::pair<CNodeBase*, pugi::xml_node>>& pending) {
-    for (const pugi::xml_node& element : parent.children()) {
+    std::vector<pugi::xml_node> next; // the next sibling to visit at each open group
+    next.push_back(root.first_child());
+    while (!next.empty()) {
+        const pugi::xml_node element = next.back();
+        if (!element) {
+            next.pop_back();
+            continue;
+        }
+        next.back() = element.next_sibling();
         if (element.type() != pugi::node_element) continue;
         const std::string_view kind = element.name();
         if (kind == "Group") {
-            CreateNodes(map, element, pending);
+            next.push_back(element.first_child());
             continue;
         }
         const Factory* factory = FactoryFor(kind);
@@ -240,9 +249,15 @@ void CreateNodes(CNodeMap& map, const pugi::xml_node& parent,
     }
 }
 
+// Longest chain of nodes one read may pass through. Nodes read one another by recursion, so the
+// chain bounds the stack a read takes; no description of a real device comes near it.
+constexpr size_t kMaxReadDepth = 256;
+
 // Read edges must not form a cycle: evaluating a node would then never end. Depth-first search
-// with three colours; a grey node met again closes a cycle.
-void CheckCycles(const CNodeMap& map) {
+// with three colours; a grey node met again closes a cycle. As each node is finished, the walk also
+// takes the length of the longest chain of reads below it, refused beyond kMaxReadDepth, and whether
+// its value comes from a register that is read anew each time.
+void CheckGraph(const CNodeMap& map) {
     enum : uint8_t { White, Grey, Black };
     const auto& nodes = map.AllNodes();
     std::unordered_map<const CNodeBase*, uint8_t> colour;
@@ -252,6 +267,8 @@ void CheckCycles(const CNodeMap& map) {
         size_t next;
     };
     std::vector<Frame> stack;
+    std::unordered_map<const CNodeBase*, size_t> depth;
+    depth.reserve(nodes.size());
     for (const auto& start : nodes) {
         if (colour[start.get()] != White) continue;
         stack.push_back({start.get(), 0});
@@ -259,7 +276,19 @@ void CheckCycles(const CNodeMap& map) {
         while (!stack.empty()) {
             Frame& top = stack.back();
             if (top.next == top.node->m_children.size()) {
-                colour[top.node] = Black;
+                CNodeBase* node = top.node;
+                size_t below = 0;
+                bool readEachTime = node->IsReadEachTime();
+                for (CNodeBase* child : node->m_children) {
+                    below = std::max(below, depth[child]);
+                    readEachTime = readEachTime || child->m_readsDeviceEachTime;
+                }
+                if (below + 1 > kMaxReadDepth)
+                    throw RUNTIME_EXCEPTION("Node '%s': a read of it passes through more than %zu nodes",
+                                            node->Name().c_str(), kMaxReadDepth);
+                depth[node] = below + 1;
+                node->m_readsDeviceEachTime = readEachTime;
+                colour[node] = Black;
                 stack.pop_back();
                 continue;
             }
@@ -305,7 +334,7 @@ std::unique_ptr<CNodeMap> LoadNodeMap(const std::string& xml, const std::string&
         // Whoever reads a node is invalidated with it, besides the pInvalidator and pSelected edges.
         for (const auto& node : map->AllNodes())
             for (CNodeBase* parent : node->m_parents) AddUnique(node->m_dependents, parent);
-        CheckCycles(*map);
+        CheckGraph(*map);
         return map;
     } catch (const std::bad_alloc& e) {
         throw BAD_ALLOC_EXCEPTION("%s", e.what());

@@ -41,6 +41,7 @@ void CNodeBase::GetParents(NodeList_t& parents) const {
 
 EAccessMode CNodeBase::GetAccessMode() const {
     AutoLock lock(MapLock());
+    CReadScope scope(m_map, false);
     return AccessMode();
 }
 
@@ -168,12 +169,10 @@ bool CNodeBase::LoadCommonElement(CLoadContext& ctx, const pugi::xml_node& e) {
     return true;
 }
 
-CIgnoreCacheScope::CIgnoreCacheScope(CNodeMap& map, bool active) : m_map(map), m_active(active) {
-    if (m_active) m_map.BeginIgnoreCache();
+CReadScope::CReadScope(CNodeMap& map, bool ignoreCache) : m_map(map), m_ignoreCache(ignoreCache) {
+    m_map.BeginRead(m_ignoreCache);
 }
 
-CIgnoreCacheScope::~CIgnoreCacheScope() {
-    if (m_active) m_map.EndIgnoreCache();
-}
+CReadScope::~CReadScope() { m_map.EndRead(m_ignoreCache); }
 
 } // namespace GenApi

@@ -90,6 +90,11 @@ public:
     std::vector<CNodeBase*> m_parents;    // nodes that read this one
     std::vector<CNodeBase*> m_dependents; // invalidated whenever this one changes
     uint32_t m_visitStamp = 0;
+    // True if the value comes, directly or through the nodes it reads, from a register that is read
+    // anew each time (NoCache): nothing computed from it may be kept. Set by the loader.
+    bool m_readsDeviceEachTime = false;
+    // True for a register whose every read goes to the port.
+    virtual bool IsReadEachTime() const { return false; }
 
 protected:
     // Access mode of the node itself, before availability, imposed mode and lock apply.
@@ -148,17 +153,20 @@ public:
     }
 };
 
-// Counts port reads that must bypass the register caches (IgnoreCache of a GetValue call).
-class CIgnoreCacheScope {
+// Marks one read through the public interface (a value, an access mode, a bound). Within one read a
+// formula node computes its value at most once, even where the caches may not keep it (IgnoreCache,
+// registers read anew each time), so that formulas over formulas never cost one evaluation per path.
+// With `ignoreCache`, register reads bypass the caches (IgnoreCache of a GetValue call).
+class CReadScope {
 public:
-    CIgnoreCacheScope(CNodeMap& map, bool active);
-    ~CIgnoreCacheScope();
-    CIgnoreCacheScope(const CIgnoreCacheScope&) = delete;
-    CIgnoreCacheScope& operator=(const CIgnoreCacheScope&) = delete;
+    CReadScope(CNodeMap& map, bool ignoreCache);
+    ~CReadScope();
+    CReadScope(const CReadScope&) = delete;
+    CReadScope& operator=(const CReadScope&) = delete;
 
 private:
     CNodeMap& m_map;
-    bool m_active;
+    bool m_ignoreCache;
 };
 
 } // namespace GenApi

@@ -39,8 +39,17 @@ public:
     // Drops the caches of `from` and of every node that depends on it, directly or not.
     void Invalidate(CNodeBase* from);
     bool IgnoringCache() const noexcept { return m_ignoreCache > 0; }
-    void BeginIgnoreCache() noexcept { ++m_ignoreCache; }
-    void EndIgnoreCache() noexcept { --m_ignoreCache; }
+    // One read through the public interface (see CReadScope). Each outermost read has a number of
+    // its own; 0 outside any read.
+    void BeginRead(bool ignoreCache) noexcept {
+        if (m_reads++ == 0) ++m_readNumber;
+        if (ignoreCache) ++m_ignoreCache;
+    }
+    void EndRead(bool ignoreCache) noexcept {
+        --m_reads;
+        if (ignoreCache) --m_ignoreCache;
+    }
+    uint64_t ReadNumber() const noexcept { return m_reads > 0 ? m_readNumber : 0; }
 
     // Facts from the description's root element.
     std::string m_modelName;
@@ -56,6 +65,8 @@ private:
     uint32_t m_stamp = 0;
     std::vector<CNodeBase*> m_walk; // reused by Invalidate
     int m_ignoreCache = 0;
+    int m_reads = 0;
+    uint64_t m_readNumber = 0;
 };
 
 // Builds a node map from a description; throws a GenICam exception naming the node at fault.

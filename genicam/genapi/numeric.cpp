@@ -1,6 +1,7 @@
 #include "numeric.h"
 
 #include <charconv>
+#include <cstdio>
 #include <cmath>
 #include <limits>
 
@@ -71,6 +72,65 @@ std::optional<double> ParseDouble(std::string_view text) noexcept {
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
     return value;
+}
+
+std::string FormatIPv4(int64_t v) {
+    const uint64_t u = static_cast<uint64_t>(v);
+    char text[16];
+    std::snprintf(text, sizeof text, "%u.%u.%u.%u", unsigned(u >> 24 & 0xFF), unsigned(u >> 16 & 0xFF),
+                  unsigned(u >> 8 & 0xFF), unsigned(u & 0xFF));
+    return text;
+}
+
+std::optional<int64_t> ParseIPv4(std::string_view text) noexcept {
+    text = Trim(text);
+    uint64_t value = 0;
+    for (int part = 0; part < 4; ++part) {
+        if (part > 0) {
+            if (text.empty() || text.front() != '.') return std::nullopt;
+            text.remove_prefix(1);
+        }
+        size_t digits = 0;
+        unsigned byte = 0;
+        while (digits < text.size() && digits < 4 && text[digits] >= '0' && text[digits] <= '9')
+            byte = byte * 10 + unsigned(text[digits++] - '0');
+        if (digits == 0 || digits > 3 || byte > 255) return std::nullopt;
+        text.remove_prefix(digits);
+        value = value << 8 | byte;
+    }
+    if (!text.empty()) return std::nullopt;
+    return static_cast<int64_t>(value);
+}
+
+std::string FormatMAC(int64_t v) {
+    const uint64_t u = static_cast<uint64_t>(v);
+    char text[18];
+    std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", unsigned(u >> 40 & 0xFF),
+                  unsigned(u >> 32 & 0xFF), unsigned(u >> 24 & 0xFF), unsigned(u >> 16 & 0xFF),
+                  unsigned(u >> 8 & 0xFF), unsigned(u & 0xFF));
+    return text;
+}
+
+std::optional<int64_t> ParseMAC(std::string_view text) noexcept {
+    text = Trim(text);
+    if (text.size() != 17) return std::nullopt;
+    const char separator = text[2];
+    if (separator != ':' && separator != '-') return std::nullopt;
+    uint64_t value = 0;
+    for (size_t i = 0; i < 17; ++i) {
+        const char c = text[i];
+        if (i % 3 == 2) {
+            if (c != separator) return std::nullopt;
+            continue;
+        }
+        unsigned digit;
+        if (c >= '0' && c <= '9') digit = unsigned(c - '0');
+        else if (c >= 'a' && c <= 'f') digit = unsigned(c - 'a' + 10);
+        else if (c >= 'A' && c <= 'F') digit = unsigned(c - 'A' + 10);
+        else return std::nullopt;
+        value = value << 4 | digit;
+    }
+    return static_cast<int64_t>(value);
 }
 
 std::string FormatDouble(double v) {

@@ -34,6 +34,14 @@ std::optional<double> ParseDouble(std::string_view text) noexcept;
 // Shortest text that reads back as the same double.
 std::string FormatDouble(double v);
 
+// Address forms of an integer: the low 32 bits as "192.168.0.1" (most significant byte first) and
+// the low 48 bits as "00:1A:2B:3C:4D:5E". The parsers take exactly those forms (hexadecimal digits
+// of either case, ':' or '-' between the bytes of a MAC address) and give nothing for any other text.
+std::string FormatIPv4(int64_t v);
+std::optional<int64_t> ParseIPv4(std::string_view text) noexcept;
+std::string FormatMAC(int64_t v);
+std::optional<int64_t> ParseMAC(std::string_view text) noexcept;
+
 // Text without leading and trailing blanks (space, tab, CR, LF).
 std::string_view Trim(std::string_view text) noexcept;
 

@@ -30,6 +30,7 @@ public:
 
     void SetValue(int64_t value, bool verify = true) override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), false);
         this->CheckWritable();
         this->WriteInt(value, verify);
     }
@@ -39,8 +40,8 @@ public:
     }
     int64_t GetValue(bool verify = false, bool ignoreCache = false) override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), ignoreCache);
         this->CheckReadable();
-        CIgnoreCacheScope scope(this->Map(), ignoreCache);
         const int64_t value = this->IntValue();
         if (verify) CheckIntRange(this->Name(), value, this->IntMin(), this->IntMax(), this->IntInc());
         return value;
@@ -49,21 +50,27 @@ public:
     int64_t operator*() override { return GetValue(); }
     int64_t GetMin() override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), false);
         return this->IntMin();
     }
     int64_t GetMax() override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), false);
         return this->IntMax();
     }
     int64_t GetInc() override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), false);
         return this->IntInc();
     }
     ERepresentation GetRepresentation() override { return m_representation; }
     GenICam::gcstring GetUnit() const override { return m_unit; }
 
+    // Addresses are shown in their own forms; FromString takes those forms or a plain integer.
     GenICam::gcstring ToString(bool verify = false, bool ignoreCache = false) override {
         const int64_t value = GetValue(verify, ignoreCache);
+        if (m_representation == IPV4Address) return Num::FormatIPv4(value);
+        if (m_representation == MACAddress) return Num::FormatMAC(value);
         char text[32];
         if (m_representation == HexNumber)
             std::snprintf(text, sizeof text, "0x%" PRIX64, static_cast<uint64_t>(value));
@@ -72,7 +79,10 @@ public:
         return text;
     }
     void FromString(const GenICam::gcstring& text, bool verify = true) override {
-        const auto value = Num::ParseInt64(text.str());
+        std::optional<int64_t> value;
+        if (m_representation == IPV4Address) value = Num::ParseIPv4(text.str());
+        else if (m_representation == MACAddress) value = Num::ParseMAC(text.str());
+        if (!value) value = Num::ParseInt64(text.str());
         if (!value)
             throw INVALID_ARGUMENT_EXCEPTION("Node '%s': '%s' is not an integer", this->Name().c_str(), text.c_str());
         SetValue(*value, verify);
@@ -96,6 +106,7 @@ public:
 
     void SetValue(double value, bool verify = true) override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), false);
         this->CheckWritable();
         this->WriteFloat(value, verify);
     }
@@ -105,8 +116,8 @@ public:
     }
     double GetValue(bool verify = false, bool ignoreCache = false) override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), ignoreCache);
         this->CheckReadable();
-        CIgnoreCacheScope scope(this->Map(), ignoreCache);
         const double value = this->FloatValue();
         if (verify) CheckFloatRange(this->Name(), value, this->FloatMin(), this->FloatMax());
         return value;
@@ -115,10 +126,12 @@ public:
     double operator*() override { return GetValue(); }
     double GetMin() override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), false);
         return this->FloatMin();
     }
     double GetMax() override {
         AutoLock lock(this->MapLock());
+        CReadScope scope(this->Map(), false);
         return this->FloatMax();
     }
     bool HasInc() override { return false; }

@@ -57,8 +57,9 @@ void CPortNode::Write(const void* buffer, int64_t address, int64_t length) {
     m_port->Write(buffer, address, length);
 }
 
-void CPortNode::BytesWritten(int64_t address, size_t length) noexcept {
-    for (CRegisterBase* reg : m_registers) reg->DropCacheIfOverlapping(address, length);
+void CPortNode::BytesWritten(int64_t address, size_t length) {
+    for (CRegisterBase* reg : m_registers)
+        if (reg->CacheOverlaps(address, length)) m_map.Invalidate(reg);
 }
 
 void CPortNode::ReadFor(const CNodeBase& reg, uint8_t* buffer, int64_t address, int64_t length) {
@@ -106,10 +107,10 @@ void CRegisterBase::FinishLoad(CLoadContext& ctx) {
                                 static_cast<long long>(m_length.constant), ValidLengthText());
 }
 
+// A register of a port that is not connected has nothing to read or write: NA, as the port reports.
 EAccessMode CRegisterBase::BaseAccessMode() const {
-    EAccessMode mode = m_declaredAccess;
-    if (m_port && m_port->IsConnected()) mode = CombineAccess(mode, m_port->AccessMode());
-    return mode;
+    if (!m_port) return NA;
+    return CombineAccess(m_declaredAccess, m_port->AccessMode());
 }
 
 bool CRegisterBase::ValueCacheValid() const {
@@ -139,22 +140,26 @@ void CRegisterBase::ReadBytes(uint8_t* buffer, size_t length, int64_t address) {
         std::memcpy(buffer, m_cache.data(), length);
         return;
     }
+    // A read that passes a valid cache (IgnoreCache) may find other bytes: whatever was computed from
+    // the old ones is invalidated.
+    const bool hadCache = cachable && m_cacheValid && m_cacheAddress == address && m_cache.size() == length;
     // A port leaves the bytes of an address it does not serve as they are: they read as zero.
     std::memset(buffer, 0, length);
     m_cacheValid = false;
     m_port->ReadFor(*this, buffer, address, static_cast<int64_t>(length));
     if (cachable) {
+        if (hadCache && std::memcmp(m_cache.data(), buffer, length) != 0) m_map.Invalidate(this);
         m_cache.assign(buffer, buffer + length);
         m_cacheAddress = address;
         m_cacheValid = true;
     }
 }
 
-void CRegisterBase::DropCacheIfOverlapping(int64_t address, size_t length) noexcept {
-    if (!m_cacheValid) return;
+bool CRegisterBase::CacheOverlaps(int64_t address, size_t length) const noexcept {
+    if (!m_cacheValid) return false;
     const uint64_t cacheStart = static_cast<uint64_t>(m_cacheAddress);
     const uint64_t start = static_cast<uint64_t>(address);
-    if (cacheStart < start + length && start < cacheStart + m_cache.size()) m_cacheValid = false;
+    return cacheStart < start + length && start < cacheStart + m_cache.size();
 }
 
 // Other registers of the port may cover the same bytes (bit fields of one word, a register seen
@@ -168,11 +173,16 @@ void CRegisterBase::WriteBytes(const uint8_t* buffer, size_t length, int64_t add
     try {
         m_port->WriteFor(*this, buffer, address, static_cast<int64_t>(length));
     } catch (...) {
-        // The device may have taken part of the write.
+        // The device may have taken part of the write: nothing is kept.
         afterWrite();
         throw;
     }
     afterWrite();
+    if (m_caching == WriteThrough) {
+        m_cache.assign(buffer, buffer + length);
+        m_cacheAddress = address;
+        m_cacheValid = true;
+    }
 }
 
 // ---------------------------------------------------------------- IntReg
@@ -364,8 +374,8 @@ void CStringRegNode::WriteString(const std::string& value) {
 
 GenICam::gcstring CStringRegNode::GetValue(bool, bool ignoreCache) {
     AutoLock lock(MapLock());
+    CReadScope scope(m_map, ignoreCache);
     CheckReadable();
-    CIgnoreCacheScope scope(m_map, ignoreCache);
     return StringValue();
 }
 

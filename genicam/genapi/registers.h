@@ -1,6 +1,8 @@
 // Port and register nodes. A register reads and writes its bytes through a port node, which hands
-// them to the IPort the client connected. Registers cache the bytes they read; a write drops the
-// cache, since the device behind the port may clamp or ignore what it is given.
+// them to the IPort the client connected. How a register keeps its bytes follows its Cachable
+// element: WriteThrough (the default) keeps what it read and what it wrote, WriteAround keeps what it
+// read and reads back once after a write (for a device that may clamp or ignore what it is given),
+// NoCache reads the port each time.
 #pragma once
 
 #include "numericfeature.h"
@@ -27,8 +29,9 @@ public:
     void Connect(IPort* port);
     bool IsConnected() const noexcept { return m_port != nullptr; }
     void AddRegister(CRegisterBase* reg) { m_registers.push_back(reg); }
-    // Drops the caches of this port's registers that hold any of the bytes written.
-    void BytesWritten(int64_t address, size_t length) noexcept;
+    // Invalidates this port's registers whose cache holds any of the bytes written, with everything
+    // computed from them.
+    void BytesWritten(int64_t address, size_t length);
     void ReadFor(const CNodeBase& reg, uint8_t* buffer, int64_t address, int64_t length);
     void WriteFor(const CNodeBase& reg, const uint8_t* buffer, int64_t address, int64_t length);
 
@@ -48,8 +51,9 @@ public:
     ECachingMode GetCachingMode() const override { return m_caching; }
     void DropCache() override { m_cacheValid = false; }
     bool ValueCacheValid() const override;
-    // Drops the cache if it holds any of the `length` bytes at `address`.
-    void DropCacheIfOverlapping(int64_t address, size_t length) noexcept;
+    bool IsReadEachTime() const override { return m_caching == NoCache; }
+    // True if the cache holds any of the `length` bytes at `address`.
+    bool CacheOverlaps(int64_t address, size_t length) const noexcept;
     void FinishLoad(CLoadContext& ctx) override;
 
 protected:
@@ -63,7 +67,7 @@ protected:
     size_t Length() const;
     // Reads Length() bytes at Address(), from the cache when it holds them.
     void ReadBytes(uint8_t* buffer, size_t length, int64_t address);
-    // Writes, drops the cache and invalidates every dependent node.
+    // Writes, invalidates every dependent node and, for WriteThrough, keeps the bytes written.
     void WriteBytes(const uint8_t* buffer, size_t length, int64_t address);
     bool BigEndianOrder() const noexcept { return m_endianess == BigEndian; }
 

@@ -18,8 +18,13 @@ bool CIntegerNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
            ctx.MatchInt(*this, e, "Inc", "pInc", m_inc, ERefKind::Numeric) || LoadNumberElement(ctx, e);
 }
 
+// An increment of 0 or below makes no grid of values (and would divide by zero in a client that
+// steps through the range): refused at load, and when a pInc node gives one.
 void CIntegerNode::FinishLoad(CLoadContext& ctx) {
     if (!m_value.present) ctx.Missing(*this, "Value");
+    if (m_inc.present && !m_inc.node && m_inc.constant <= 0)
+        throw LOGICAL_ERROR_EXCEPTION("Node '%s': <Inc> is %lld, an increment must be 1 or more", m_name.c_str(),
+                                      static_cast<long long>(m_inc.constant));
 }
 
 // Without bounds of its own the node takes those of the node that holds its value.
@@ -34,8 +39,12 @@ int64_t CIntegerNode::IntMax() {
 }
 
 int64_t CIntegerNode::IntInc() {
-    if (m_inc.present) return m_inc.Get();
-    return m_value.node ? m_value.node->IntInc() : 1;
+    if (!m_inc.present) return m_value.node ? m_value.node->IntInc() : 1;
+    const int64_t inc = m_inc.Get();
+    if (inc <= 0)
+        throw LOGICAL_ERROR_EXCEPTION("Node '%s': the increment is %lld, an increment must be 1 or more",
+                                      m_name.c_str(), static_cast<long long>(inc));
+    return inc;
 }
 
 void CIntegerNode::WriteInt(int64_t value, bool verify) {
@@ -55,6 +64,9 @@ bool CFloatNode::LoadElement(CLoadContext& ctx, const pugi::xml_node& e) {
 
 void CFloatNode::FinishLoad(CLoadContext& ctx) {
     if (!m_value.present) ctx.Missing(*this, "Value");
+    if (m_inc.present && !m_inc.node && !(m_inc.constant > 0.0))
+        throw LOGICAL_ERROR_EXCEPTION("Node '%s': <Inc> is %f, an increment must be above 0", m_name.c_str(),
+                                      m_inc.constant);
 }
 
 double CFloatNode::FloatMin() {
@@ -69,7 +81,12 @@ double CFloatNode::FloatMax() {
 
 double CFloatNode::GetInc() {
     AutoLock lock(MapLock());
-    return m_inc.present ? m_inc.Get() : 0.0;
+    if (!m_inc.present) return 0.0;
+    const double inc = m_inc.Get();
+    if (!(inc > 0.0))
+        throw LOGICAL_ERROR_EXCEPTION("Node '%s': the increment is %f, an increment must be above 0", m_name.c_str(),
+                                      inc);
+    return inc;
 }
 
 void CFloatNode::WriteFloat(double value, bool verify) {
@@ -114,16 +131,17 @@ void CBooleanNode::WriteInt(int64_t value, bool verify) {
 
 void CBooleanNode::SetValue(bool value, bool verify) {
     AutoLock lock(MapLock());
+    CReadScope scope(m_map, false);
     CheckWritable();
     WriteInt(value ? 1 : 0, verify);
 }
 
 bool CBooleanNode::GetValue(bool, bool ignoreCache) const {
     AutoLock lock(MapLock());
-    CheckReadable();
     // Reading may fill register caches; the node itself stays as it is.
     auto& self = const_cast<CBooleanNode&>(*this);
-    CIgnoreCacheScope scope(self.Map(), ignoreCache);
+    CReadScope scope(self.Map(), ignoreCache);
+    CheckReadable();
     return self.IntValue() != 0;
 }
 
@@ -154,6 +172,7 @@ void CCommandNode::FinishLoad(CLoadContext& ctx) {
 
 void CCommandNode::Execute(bool verify) {
     AutoLock lock(MapLock());
+    CReadScope scope(m_map, false);
     CheckWritable();
     const int64_t command = m_commandValue.Get();
     if (m_value.node) return m_value.node->WriteInt(command, verify);
@@ -167,7 +186,7 @@ bool CCommandNode::IsDone(bool) {
     AutoLock lock(MapLock());
     CNodeBase* node = m_value.node;
     if (!node || !IsReadable(node->AccessMode())) return true;
-    CIgnoreCacheScope scope(m_map, true);
+    CReadScope scope(m_map, true);
     return node->IntValue() != m_commandValue.Get();
 }
 
@@ -216,8 +235,8 @@ void CStringNode::SetValue(const GenICam::gcstring& value, bool) {
 
 GenICam::gcstring CStringNode::GetValue(bool, bool ignoreCache) {
     AutoLock lock(MapLock());
+    CReadScope scope(m_map, ignoreCache);
     CheckReadable();
-    CIgnoreCacheScope scope(m_map, ignoreCache);
     return StringValue();
 }
 

@@ -100,12 +100,12 @@ TEST(BadInput, SizesAndAddressesFromRegistersAreChecked) {
     CTestPort port;
     ref._Connect(&port);
     port.Poke<uint8_t>(0, 3);
-    EXPECT_EQ(enginetest::ThrownText<GenICam::OutOfRangeException>([&] { CIntegerPtr(ref._GetNode("Sized"))->GetValue(); }),
+    EXPECT_EQ(enginetest::TextOf<GenICam::OutOfRangeException>([&] { CIntegerPtr(ref._GetNode("Sized"))->GetValue(); }),
               "Node 'Sized': register length 3 is not valid, it must be 1, 2, 4 or 8");
     port.Poke<uint32_t>(0x10, 0x7FFFFFFF);
     EXPECT_THROW(CStringPtr(ref._GetNode("Text"))->GetValue(), GenICam::OutOfRangeException);
     port.Poke<int32_t>(0x18, -0x40);
-    EXPECT_EQ(enginetest::ThrownText<GenICam::OutOfRangeException>([&] { CIntegerPtr(ref._GetNode("Moved"))->GetValue(); }),
+    EXPECT_EQ(enginetest::TextOf<GenICam::OutOfRangeException>([&] { CIntegerPtr(ref._GetNode("Moved"))->GetValue(); }),
               "Node 'Moved': address -32 is negative");
     // 16 bits do not fit a register of 1 byte.
     port.Poke<uint8_t>(0, 1);
@@ -115,4 +115,72 @@ TEST(BadInput, SizesAndAddressesFromRegistersAreChecked) {
     ref._GetNode("Size")->InvalidateNode();
     port.Poke<uint16_t>(0x28, 0xBEEF);
     EXPECT_EQ(CIntegerPtr(ref._GetNode("Bits"))->GetValue(), 0xBEEF);
+}
+
+// Nesting that a recursive loader or reader would follow on the machine stack: groups load at any
+// depth, a read through a chain of nodes deeper than the engine follows is refused at load.
+TEST(BadInput, DeepNestingNeitherOverflowsTheStackNorLoadsUnbounded) {
+    const int groups = 200000;
+    std::string nested;
+    nested.reserve(16 * groups + 64);
+    for (int i = 0; i < groups; ++i) nested += "<Group>";
+    nested += R"(<Integer Name="Deep"><Value>5</Value></Integer>)";
+    for (int i = 0; i < groups; ++i) nested += "</Group>";
+    CNodeMapRef deep;
+    deep._LoadXMLFromString(Wrap(nested));
+    EXPECT_EQ(CIntegerPtr(deep._GetNode("Deep"))->GetValue(), 5);
+
+    auto chain = [](int length) {
+        std::string body;
+        for (int i = 0; i < length; ++i)
+            body += "<Integer Name=\"N" + std::to_string(i) + "\"><pValue>N" + std::to_string(i + 1) +
+                    "</pValue></Integer>";
+        body += "<Integer Name=\"N" + std::to_string(length) + "\"><Value>9</Value></Integer>";
+        return Wrap(body);
+    };
+    CNodeMapRef fine;
+    fine._LoadXMLFromString(chain(200));
+    EXPECT_EQ(CIntegerPtr(fine._GetNode("N0"))->GetValue(), 9);
+    CIntegerPtr(fine._GetNode("N0"))->SetValue(4);
+    EXPECT_EQ(CIntegerPtr(fine._GetNode("N200"))->GetValue(), 4);
+
+    CNodeMapRef tooDeep;
+    const std::string text =
+        enginetest::TextOf<GenICam::RuntimeException>([&] { tooDeep._LoadXMLFromString(chain(100000)); });
+    EXPECT_NE(text.find("a read of it passes through more than 256 nodes"), std::string::npos) << text;
+    EXPECT_EQ(text.rfind("Node 'N", 0), 0u) << text;
+    EXPECT_EQ(tooDeep._GetNodeMap(), nullptr);
+}
+
+// An increment that makes no grid of values is a broken description (LogicalErrorException naming the
+// node); one read from a node is refused when it is used.
+TEST(BadInput, IncrementsBelowOneAreRefused) {
+    const std::pair<const char*, const char*> bad[] = {
+        {R"(<Integer Name="W"><Value>4</Value><Inc>0</Inc></Integer>)", "Node 'W': <Inc> is 0, an increment must be 1 or more"},
+        {R"(<Integer Name="W"><Value>4</Value><Inc>-4</Inc></Integer>)", "Node 'W': <Inc> is -4, an increment must be 1 or more"},
+        {R"(<Float Name="G"><Value>1</Value><Inc>0</Inc></Float>)", "Node 'G': <Inc> is 0.000000, an increment must be above 0"},
+        {R"(<Float Name="G"><Value>1</Value><Inc>-0.5</Inc></Float>)", "Node 'G': <Inc> is -0.500000, an increment must be above 0"},
+    };
+    for (const auto& [body, expected] : bad) {
+        CNodeMapRef ref;
+        EXPECT_EQ(enginetest::TextOf<GenICam::LogicalErrorException>([&] { ref._LoadXMLFromString(Wrap(body)); }),
+                  expected);
+        EXPECT_EQ(ref._GetNodeMap(), nullptr);
+    }
+
+    CNodeMapRef ref;
+    ref._LoadXMLFromString(Wrap(R"(<Integer Name="W"><Value>4</Value><pInc>Step</pInc></Integer>
+                                   <IntReg Name="Step"><Address>0</Address><Length>4</Length><AccessMode>RW</AccessMode>
+                                     <pPort>Device</pPort><Sign>Signed</Sign></IntReg>)"));
+    CTestPort port;
+    ref._Connect(&port);
+    CIntegerPtr w = ref._GetNode("W");
+    port.Poke<int32_t>(0, 2);
+    EXPECT_EQ(w->GetInc(), 2);
+    w->SetValue(6);
+    CIntegerPtr(ref._GetNode("Step"))->SetValue(0);
+    EXPECT_EQ(enginetest::TextOf<GenICam::LogicalErrorException>([&] { w->GetInc(); }),
+              "Node 'W': the increment is 0, an increment must be 1 or more");
+    EXPECT_THROW(w->SetValue(8), GenICam::LogicalErrorException);
+    EXPECT_EQ(w->GetValue(), 6);
 }

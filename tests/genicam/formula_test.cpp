@@ -8,7 +8,7 @@
 
 using namespace GenApi;
 using GenICam::RuntimeException;
-using enginetest::ThrownText;
+using enginetest::TextOf;
 
 namespace {
 
@@ -140,7 +140,7 @@ TEST(Formula, IntegerArithmeticWrapsAndDivisionByZeroIsReported) {
 
     CNodeMapRef ref;
     ref._LoadXMLFromString(Description("IntSwissKnife", "A / (A - 7)"));
-    EXPECT_EQ(ThrownText<RuntimeException>([&] { CIntegerPtr(ref._GetNode("F"))->GetValue(); }),
+    EXPECT_EQ(TextOf<RuntimeException>([&] { CIntegerPtr(ref._GetNode("F"))->GetValue(); }),
               "Node 'F': division by zero in formula");
     EXPECT_TRUE(std::isinf(FloatFormula("B / 0")));
 }
@@ -160,15 +160,68 @@ TEST(Formula, SyntaxErrorsAndUnknownNamesFailAtLoadNamingTheNode) {
         for (const char* kind : {"IntSwissKnife", "SwissKnife"}) {
             CNodeMapRef ref;
             const std::string text =
-                ThrownText<RuntimeException>([&] { ref._LoadXMLFromString(Description(kind, formula)); });
+                TextOf<RuntimeException>([&] { ref._LoadXMLFromString(Description(kind, formula)); });
             EXPECT_EQ(text.rfind("Node 'F': ", 0), 0u) << kind << " \"" << formula << "\": " << text;
         }
     }
     CNodeMapRef ref;
-    const std::string text = ThrownText<RuntimeException>([&] {
+    const std::string text = TextOf<RuntimeException>([&] {
         ref._LoadXMLFromString(Description("IntSwissKnife", "X",
                                            R"(<Expression Name="X">Y + 1</Expression>
                                               <Expression Name="Y">X + 1</Expression>)"));
     });
     EXPECT_NE(text.find("refers to itself"), std::string::npos) << text;
+}
+
+// Formulas as long or as shared as a description can make them cost neither recursion nor repeated
+// work: a chain of operators is evaluated without recursing per operand, an expression used twice is
+// evaluated once per evaluation, and swiss knives reading swiss knives once each.
+TEST(Formula, LongAndSharedFormulasEvaluateInLinearTime) {
+    std::string sum = "1";
+    for (int i = 1; i < 200000; ++i) sum += "+1";
+    EXPECT_EQ(IntFormula(sum), 200000);
+    EXPECT_DOUBLE_EQ(FloatFormula(sum), 200000.0);
+
+    // E0 = 1, Ek = E(k-1) + E(k-1): E60 is 2^60, with 2^60 paths down to E0.
+    std::string expressions = "<Expression Name=\"E0\">1</Expression>";
+    for (int k = 1; k <= 60; ++k)
+        expressions += "<Expression Name=\"E" + std::to_string(k) + "\">E" + std::to_string(k - 1) + " + E" +
+                       std::to_string(k - 1) + "</Expression>";
+    CNodeMapRef shared;
+    shared._LoadXMLFromString(Description("IntSwissKnife", "E60 - A", expressions));
+    EXPECT_EQ(CIntegerPtr(shared._GetNode("F"))->GetValue(), (int64_t{1} << 60) - 7);
+
+    // K0 = 1, Kk = X + Y with X and Y both K(k-1), and Lk = X + X over L(k-1): 40 deep each. M0 is a
+    // register read anew each time: nothing above it is kept between reads, yet one read of M40
+    // evaluates each M once.
+    std::string knives = R"(<Integer Name="K0"><Value>1</Value></Integer><Integer Name="L0"><Value>1</Value></Integer>
+        <IntReg Name="M0"><Address>0</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
+          <Cachable>NoCache</Cachable></IntReg>)";
+    for (int k = 1; k <= 40; ++k) {
+        const std::string below = std::to_string(k - 1);
+        knives += "<IntSwissKnife Name=\"M" + std::to_string(k) + "\"><pVariable Name=\"X\">M" + below +
+                  "</pVariable><pVariable Name=\"Y\">M" + below + "</pVariable><Formula>X + Y</Formula></IntSwissKnife>";
+        knives += "<IntSwissKnife Name=\"K" + std::to_string(k) + "\"><pVariable Name=\"X\">K" + below +
+                  "</pVariable><pVariable Name=\"Y\">K" + below + "</pVariable><Formula>X + Y</Formula></IntSwissKnife>";
+        knives += "<SwissKnife Name=\"L" + std::to_string(k) + "\"><pVariable Name=\"X\">L" + below +
+                  "</pVariable><Formula>X + X</Formula></SwissKnife>";
+    }
+    CNodeMapRef chain;
+    chain._LoadXMLFromString(R"(<RegisterDescription ModelName="F" VendorName="V">)" + knives +
+                             R"(<Port Name="Device"/></RegisterDescription>)");
+    enginetest::CTestPort port;
+    chain._Connect(&port);
+    CIntegerPtr top = chain._GetNode("K40");
+    EXPECT_EQ(top->GetValue(), int64_t{1} << 40);
+    EXPECT_EQ(top->GetValue(false, true), int64_t{1} << 40); // IgnoreCache: each K evaluated once again
+    CIntegerPtr volatileTop = chain._GetNode("M40");
+    port.Poke<uint32_t>(0, 2);
+    EXPECT_EQ(volatileTop->GetValue(), int64_t{2} << 40);
+    port.Poke<uint32_t>(0, 3);
+    EXPECT_EQ(volatileTop->GetValue(), int64_t{3} << 40);
+    EXPECT_EQ(port.reads, 4); // M1 reads M0 once for X and once for Y, in each of the two reads
+    EXPECT_DOUBLE_EQ(CFloatPtr(chain._GetNode("L40"))->GetValue(), std::ldexp(1.0, 40));
+    // A change at the bottom reaches the top.
+    CIntegerPtr(chain._GetNode("K0"))->SetValue(3);
+    EXPECT_EQ(top->GetValue(), int64_t{3} << 40);
 }

@@ -12,7 +12,7 @@ using GenICam::InvalidArgumentException;
 using GenICam::OutOfRangeException;
 using GenICam::RuntimeException;
 using enginetest::CTestPort;
-using enginetest::ThrownText;
+using enginetest::TextOf;
 
 namespace {
 
@@ -128,7 +128,7 @@ TEST_F(EngineTest, CategoriesListTheirFeaturesInDescriptionOrder) {
 TEST_F(EngineTest, SmartPointersAreValidOnlyForTheirKind) {
     CFloatPtr notAFloat = Node("Width");
     EXPECT_FALSE(notAFloat.IsValid());
-    EXPECT_EQ(ThrownText<AccessException>([&] { notAFloat->GetValue(); }),
+    EXPECT_EQ(TextOf<AccessException>([&] { notAFloat->GetValue(); }),
               "Feature not present (reference not valid)");
     CIntegerPtr missing = ref._GetNode("NoSuchNode");
     EXPECT_FALSE(missing.IsValid());
@@ -148,15 +148,15 @@ TEST(NodeMapRef, HoldsOneMapAndReportsAnEmptyReference) {
     CNodeMapRef ref("Camera");
     CTestPort port;
     EXPECT_EQ(ref._GetNodeMap(), nullptr);
-    EXPECT_EQ(ThrownText<AccessException>([&] { ref._Connect(&port, "IPPort"); }),
+    EXPECT_EQ(TextOf<AccessException>([&] { ref._Connect(&port, "IPPort"); }),
               "Feature not present (reference not valid)");
-    EXPECT_EQ(ThrownText<AccessException>([&] { ref._Connect(&port); }), "Feature not present (reference not valid)");
+    EXPECT_EQ(TextOf<AccessException>([&] { ref._Connect(&port); }), "Feature not present (reference not valid)");
     EXPECT_THROW(ref._GetNode("Gamma"), AccessException);
 
     const std::string xml = enginetest::ReadTestFile("engine_test.xml");
     ref._LoadXMLFromString(xml);
     EXPECT_EQ(ref._GetNodeMap()->GetDeviceName(), "Camera");
-    EXPECT_EQ(ThrownText<RuntimeException>([&] { ref._LoadXMLFromString(xml); }), "Node map already created");
+    EXPECT_EQ(TextOf<RuntimeException>([&] { ref._LoadXMLFromString(xml); }), "Node map already created");
     EXPECT_THROW(ref._Connect(&port, "NoSuchPort"), InvalidArgumentException);
     ref._Connect(&port); // the first port of the description: IPPort
     port.Poke<double>(0x10, 3.5);
@@ -209,7 +209,7 @@ TEST_F(EngineTest, RegistersUseTheirDeclaredLengthSignAndByteOrder) {
     EXPECT_EQ(port.memory[0xE1], 0x34);
     EXPECT_EQ(bigEndian->GetMin(), -32768);
     EXPECT_EQ(bigEndian->GetMax(), 32767);
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { bigEndian->SetValue(40000); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { bigEndian->SetValue(40000); }),
               "BigEndianReg = 40000 must be equal or smaller than Max = 32767");
     EXPECT_EQ(CIntegerPtr(Node("SizeTSize"))->GetMax(), 255);
 
@@ -275,22 +275,45 @@ TEST_F(EngineTest, ACachedReadCostsNoPortAccess) {
     EXPECT_EQ(port.reads, reads);
 }
 
-TEST_F(EngineTest, AWriteDropsTheCacheSinceThePortMayClampIt) {
+// WriteThrough (the default) keeps the value written; WriteAround reads back once after a write, for
+// a device that clamps; NoCache reads the port at every read.
+TEST_F(EngineTest, TheCachingModeDecidesWhatAWriteLeavesInTheCache) {
+    CIntegerPtr width = Node("Width");
+    EXPECT_EQ(width->GetNode()->GetCachingMode(), WriteThrough);
+    width->SetValue(720);
+    port.ResetCounts();
+    EXPECT_EQ(width->GetValue(), 720);
+    EXPECT_TRUE(width->IsValueCacheValid());
+    EXPECT_EQ(port.reads, 0);
+
     port.onWrite = [&](const void* buffer, int64_t address, int64_t) {
-        if (address != 0x10) return false;
-        double v;
+        if (address != 0xF4) return false;
+        uint32_t v;
         std::memcpy(&v, buffer, sizeof v);
-        port.Poke<double>(0x10, std::min(v, 2.0)); // the module clamps
+        port.Poke<uint32_t>(0xF4, std::min<uint32_t>(v, 100)); // the module clamps
         return true;
     };
-    CFloatPtr gamma = Node("Gamma");
-    gamma->SetValue(3.0);
-    EXPECT_EQ(gamma->GetValue(), 2.0);
-    EXPECT_EQ(port.readsAt[0x10], 1);
+    CIntegerPtr around = Node("WriteAroundReg");
+    EXPECT_EQ(around->GetNode()->GetCachingMode(), WriteAround);
+    around->SetValue(300);
+    EXPECT_FALSE(around->IsValueCacheValid());
+    EXPECT_EQ(around->GetValue(), 100);
+    EXPECT_EQ(around->GetValue(), 100);
+    EXPECT_EQ(port.readsAt[0xF4], 1);
 
-    port.onWrite = [](const void*, int64_t, int64_t) { return true; }; // the module ignores writes
-    gamma->SetValue(1.5);
-    EXPECT_EQ(gamma->GetValue(), 2.0);
+    CIntegerPtr noCache = Node("NoCacheRWReg");
+    noCache->SetValue(5);
+    EXPECT_FALSE(noCache->IsValueCacheValid());
+    EXPECT_EQ(noCache->GetValue(), 5);
+    port.Poke<uint32_t>(0xF8, 6);
+    EXPECT_EQ(noCache->GetValue(), 6);
+    EXPECT_EQ(port.readsAt[0xF8], 2);
+    // A formula over it, and a formula over that one, read it anew each time as well.
+    CIntegerPtr derived = Node("NoCacheTwicePlusOne");
+    EXPECT_EQ(derived->GetValue(), 13);
+    port.Poke<uint32_t>(0xF8, 7);
+    EXPECT_EQ(derived->GetValue(), 15);
+    EXPECT_EQ(port.readsAt[0xF8], 4);
 }
 
 TEST_F(EngineTest, NoCacheRegistersAndIgnoreCacheReadThePortEachTime) {
@@ -329,14 +352,25 @@ TEST_F(EngineTest, TwoPortsServeOverlappingAddresses) {
     EXPECT_THROW(index->SetValue(3), OutOfRangeException);
 }
 
+// The registers of a port that is not connected are not available, as the port itself; a formula that
+// reads one names the register and the port.
 TEST_F(EngineTest, AnUnconnectedPortIsReportedWithTheNode) {
     CNodeMapRef other;
     other._LoadXMLFromString(enginetest::ReadTestFile("engine_test.xml"));
     other._Connect(&port, "IPPort");
-    EXPECT_EQ(ThrownText<AccessException>([&] { CFloatPtr(other._GetNode("Average"))->GetValue(); }),
-              "Node 'Average': port 'IPResultPort' is not connected");
     EXPECT_EQ(other._GetNode("IPResultPort")->GetAccessMode(), NA);
+    EXPECT_EQ(other._GetNode("Average")->GetAccessMode(), NA);
+    EXPECT_EQ(other._GetNode("PixelComponentIndexReg")->GetAccessMode(), NA);
+    EXPECT_FALSE(IsReadable(CFloatPtr(other._GetNode("Average"))));
+    EXPECT_EQ(TextOf<AccessException>([&] { CFloatPtr(other._GetNode("Average"))->GetValue(); }),
+              "Node 'Average' is not readable (access mode NA)");
+    EXPECT_EQ(TextOf<AccessException>([&] { CIntegerPtr(other._GetNode("IsResultAvailable"))->GetValue(); }),
+              "Node 'PixelComponentCount': port 'IPResultPort' is not connected");
     EXPECT_EQ(other._GetNode("IPPort")->GetAccessMode(), RW);
+    EXPECT_EQ(other._GetNode("GammaReg")->GetAccessMode(), RW);
+    EXPECT_EQ(other._GetNode("SizeTSize")->GetAccessMode(), RO);
+    other._Connect(&result, "IPResultPort");
+    EXPECT_EQ(other._GetNode("Average")->GetAccessMode(), RO);
 }
 
 TEST_F(EngineTest, AnAddressThePortDoesNotServeReadsAsZero) {
@@ -364,11 +398,11 @@ TEST_F(EngineTest, IntegersCheckBoundsAndIncrement) {
     EXPECT_EQ(width->GetMax(), 8192);
     EXPECT_EQ(width->GetInc(), 4);
     EXPECT_EQ(width->GetUnit(), "px");
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { width->SetValue(2); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { width->SetValue(2); }),
               "Width = 2 must be equal or greater than Min = 4");
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { width->SetValue(8196); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { width->SetValue(8196); }),
               "Width = 8196 must be equal or smaller than Max = 8192");
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { width->SetValue(10); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { width->SetValue(10); }),
               "Width = 10 must be Min = 4 plus a multiple of Inc = 4");
     EXPECT_EQ(port.writes, 0);
     width->SetValue(10, false); // no verification asked
@@ -384,9 +418,9 @@ TEST_F(EngineTest, IntegersCheckBoundsAndIncrement) {
 
 TEST_F(EngineTest, FloatsCheckBounds) {
     CFloatPtr gamma = Node("Gamma");
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { gamma->SetValue(4.5); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { gamma->SetValue(4.5); }),
               "Gamma = 4.500000 must be smaller than or equal 4.000000");
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { gamma->SetValue(-0.1); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { gamma->SetValue(-0.1); }),
               "Gamma = -0.100000 must be greater than or equal 0.000000");
     EXPECT_THROW(gamma->SetValue(std::numeric_limits<double>::quiet_NaN()), OutOfRangeException);
     gamma->SetValue(4.0);
@@ -398,9 +432,9 @@ TEST_F(EngineTest, FloatsCheckBounds) {
 }
 
 TEST_F(EngineTest, AccessModesFollowTheDescription) {
-    EXPECT_EQ(ThrownText<AccessException>([&] { CFloatPtr(Node("GammaMinReg"))->SetValue(1.0); }),
+    EXPECT_EQ(TextOf<AccessException>([&] { CFloatPtr(Node("GammaMinReg"))->SetValue(1.0); }),
               "Node 'GammaMinReg' is not writable (access mode RO)");
-    EXPECT_EQ(ThrownText<AccessException>([&] { CIntegerPtr(Node("ClearGrabbedImageReg"))->GetValue(); }),
+    EXPECT_EQ(TextOf<AccessException>([&] { CIntegerPtr(Node("ClearGrabbedImageReg"))->GetValue(); }),
               "Node 'ClearGrabbedImageReg' is not readable (access mode WO)");
     EXPECT_EQ(Node("GammaReadOnly")->GetAccessMode(), RO); // imposed RO over a RW register
     EXPECT_EQ(Node("IsOffset")->GetAccessMode(), RO);
@@ -429,7 +463,7 @@ TEST_F(EngineTest, LocksFollowTheirFormulas) {
     *autoMode = "Continuous";
     EXPECT_EQ(CIntegerPtr(Node("IsBalanceWhiteAuto"))->GetValue(), 1);
     EXPECT_EQ(ratio->GetAccessMode(), RO);
-    EXPECT_EQ(ThrownText<AccessException>([&] { ratio->SetValue(2.0); }),
+    EXPECT_EQ(TextOf<AccessException>([&] { ratio->SetValue(2.0); }),
               "Node 'BalanceRatio' is not writable (access mode RO)");
     EXPECT_EQ(offset->GetAccessMode(), RW);
 
@@ -501,7 +535,7 @@ TEST_F(EngineTest, AnIntConverterWithVaryingSlopeSteersAnEnumeration) {
     EXPECT_EQ(target->ToString(), "Mono"); // IsMono ? 0
     target->GetSymbolics(symbolics);
     EXPECT_EQ(symbolics, (StringList_t{"Mono"}));
-    EXPECT_EQ(ThrownText<AccessException>([&] { *target = "BayerR"; }),
+    EXPECT_EQ(TextOf<AccessException>([&] { *target = "BayerR"; }),
               "Node 'ThresholdTargetSelector': entry 'BayerR' is not available");
 
     *target = "Mono";
@@ -530,9 +564,9 @@ TEST_F(EngineTest, EnumerationsFindEntriesByNameAndValue) {
     EXPECT_EQ(autoMode->ToString(), "Once");
     EXPECT_EQ(**autoMode, "Once");
     EXPECT_EQ(autoMode->GetCurrentEntry()->GetSymbolic(), "Once");
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { autoMode->SetIntValue(7); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { autoMode->SetIntValue(7); }),
               "Node 'BalanceWhiteAuto': 7 is the value of no entry");
-    EXPECT_EQ(ThrownText<InvalidArgumentException>([&] { autoMode->FromString("Auto"); }),
+    EXPECT_EQ(TextOf<InvalidArgumentException>([&] { autoMode->FromString("Auto"); }),
               "Node 'BalanceWhiteAuto': 'Auto' is not an entry");
 
     port.Poke<uint32_t>(0x48, 9);
@@ -565,7 +599,7 @@ TEST_F(EngineTest, BooleansMapOnAndOffValues) {
     EXPECT_TRUE(reverse->GetValue());
     port.Poke<uint32_t>(0x90, 2);
     Node("ReverseYReg")->InvalidateNode();
-    EXPECT_EQ(ThrownText<OutOfRangeException>([&] { reverse->GetValue(); }),
+    EXPECT_EQ(TextOf<OutOfRangeException>([&] { reverse->GetValue(); }),
               "Node 'ReverseY': value 2 is neither OnValue 1 nor OffValue 0");
 
     CBooleanPtr odd = Node("OddFlag"); // OnValue 5, OffValue 7, local value 7
@@ -695,6 +729,59 @@ TEST_F(EngineTest, ASelectorRefreshesTheNodesItSelects) {
     EXPECT_EQ(average->GetValue(), 100.0);
     CIntegerPtr(Node("PixelComponentIndex"))->SetValue(2);
     EXPECT_EQ(average->GetValue(), 102.0);
+}
+
+// A swiss knife keeps its value until something it reads is invalidated, by every route a register's
+// bytes can change: a write, a write to another register over the same bytes, an IgnoreCache read.
+TEST_F(EngineTest, SwissKnivesKeepTheirValueUntilAVariableChanges) {
+    CIntegerPtr locked = Node("BalanceRatioLocked");
+    EXPECT_EQ(locked->GetValue(), 0);
+    EXPECT_TRUE(locked->IsValueCacheValid());
+    CIntegerPtr(Node("BWAReg"))->SetValue(2);
+    EXPECT_FALSE(locked->IsValueCacheValid());
+    EXPECT_EQ(locked->GetValue(), 1);
+
+    CIntegerPtr fields = Node("BothModeFields");
+    EXPECT_EQ(fields->GetValue(), 0);
+    port.Poke<uint32_t>(0x94, 0x31); // changed behind the engine: the cached value stays
+    EXPECT_EQ(fields->GetValue(), 0);
+    EXPECT_EQ(CIntegerPtr(Node("ModeBits"))->GetValue(false, true), 3); // a fresh read refreshes the knife
+    EXPECT_EQ(fields->GetValue(), 6);
+    EXPECT_EQ(CIntegerPtr(Node("CalibrationBit"))->GetValue(false, true), 1);
+    EXPECT_EQ(fields->GetValue(), 7);
+    CIntegerPtr(Node("ModeBits"))->SetValue(5); // rewrites the word that CalibrationBit cached
+    EXPECT_EQ(port.Peek<uint32_t>(0x94), 0x51u);
+    EXPECT_EQ(fields->GetValue(), 11);
+    CIntegerPtr(Node("CalibrationBit"))->SetValue(0);
+    EXPECT_EQ(fields->GetValue(), 10);
+    port.Poke<uint32_t>(0x94, 0x21);
+    EXPECT_EQ(fields->GetValue(false, true), 5); // IgnoreCache passes the knife's value too
+}
+
+TEST_F(EngineTest, AddressRepresentationsShowAndTakeTheirOwnForms) {
+    CIntegerPtr ip = Node("CameraIPReg");
+    EXPECT_EQ(ip->GetRepresentation(), IPV4Address);
+    ip->FromString("192.168.0.1");
+    EXPECT_EQ(ip->GetValue(), 0xC0A80001);
+    EXPECT_EQ(port.Peek<uint32_t>(0xFC), 0x0100A8C0u); // big endian on the port: 192 first
+    EXPECT_EQ(ip->ToString(), "192.168.0.1");
+    ip->SetValue(0xFFFFFFFF);
+    EXPECT_EQ(ip->ToString(), "255.255.255.255");
+    ip->FromString("3232235778"); // a plain number is still taken
+    EXPECT_EQ(ip->ToString(), "192.168.1.2");
+    for (const char* bad : {"192.168.0", "192.168.0.256", "1.2.3.4.5", "1..2.3", "a.b.c.d", "192.168.0.1x"})
+        EXPECT_THROW(ip->FromString(bad), InvalidArgumentException) << bad;
+    EXPECT_EQ(ip->ToString(), "192.168.1.2");
+
+    CIntegerPtr mac = Node("CameraMAC");
+    mac->FromString("00:11:22:33:44:55");
+    EXPECT_EQ(mac->GetValue(), 0x001122334455);
+    EXPECT_EQ(mac->ToString(), "00:11:22:33:44:55");
+    mac->FromString("0a-1B-2c-3D-4e-5F");
+    EXPECT_EQ(mac->ToString(), "0A:1B:2C:3D:4E:5F");
+    for (const char* bad : {"00:11:22:33:44", "00:11:22:33:44:5G", "00:11-22:33:44:55", "0:11:22:33:44:55:"})
+        EXPECT_THROW(mac->FromString(bad), InvalidArgumentException) << bad;
+    EXPECT_EQ(mac->GetValue(), 0x0A1B2C3D4E5F);
 }
 
 TEST_F(EngineTest, ALocalValueChangeRefreshesItsDependents) {

@@ -2,6 +2,8 @@
 // for the type and text of an exception.
 #pragma once
 
+#include "lxtesttext.h"
+
 #include <GenApi/GenApi.h>
 
 #include <gtest/gtest.h>
@@ -77,20 +79,6 @@ inline std::string ReadTestFile(const std::string& name) {
     return text.str();
 }
 
-// Runs f and returns the description of the exception of type E it throws; records a failure
-// if it throws nothing or something else.
-template <class E, class F>
-std::string ThrownText(F&& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return e.GetDescription();
-    } catch (const GenICam::GenericException& e) {
-        ADD_FAILURE() << "unexpected " << e.GetExceptionType() << ": " << e.GetDescription();
-        return {};
-    }
-    ADD_FAILURE() << "no exception";
-    return {};
-}
+using lxtest::TextOf;
 
 } // namespace enginetest
