@@ -5,6 +5,8 @@
 // measured in interleaved rounds.
 #include "colorinterpolation.h"
 
+#include <lxapi/ilxpixelformatinfo.h>
+
 #include <benchmark/benchmark.h>
 
 #ifdef LXBAYER_HAVE_OPENCV
@@ -53,38 +55,36 @@ void SetRate(benchmark::State& state) {
     state.counters["Mpx/s"] = benchmark::Counter(double(kW) * kH, benchmark::Counter::kIsIterationInvariantRate);
 }
 
-void Color8(benchmark::State& state, lxbayer::KernelSet ks) {
+void Color8(benchmark::State& state, lxcpu::Level level) {
     Images& d = Data();
     const uint32_t method = uint32_t(state.range(0));
-    const lxbayer::KernelSet old = lxbayer::SetKernelSet(ks);
+    lxcpu::ForcedLevel forced(level);
     for (auto _ : state) {
-        lxbayer::BayerToColor(method, lxbayer::FilterRG, kW, kH, d.src8.data(), kW, d.dst8.data(), kW * 3, 3, true,
+        lxbayer::BayerToColor(method, LxColorFilter_Red, kW, kH, d.src8.data(), kW, d.dst8.data(), kW * 3, 3, true,
                               false);
         benchmark::ClobberMemory();
     }
-    lxbayer::SetKernelSet(old);
     state.SetLabel(kNames[method]);
     SetRate(state);
 }
 
-void Color16(benchmark::State& state, lxbayer::KernelSet ks) {
+void Color16(benchmark::State& state, lxcpu::Level level) {
     Images& d = Data();
     const uint32_t method = uint32_t(state.range(0));
-    const lxbayer::KernelSet old = lxbayer::SetKernelSet(ks);
+    lxcpu::ForcedLevel forced(level);
     for (auto _ : state) {
-        lxbayer::BayerToColor(method, lxbayer::FilterRG, kW, kH, d.src16.data(), kW * 2, d.dst16.data(), kW * 6, 3,
+        lxbayer::BayerToColor(method, LxColorFilter_Red, kW, kH, d.src16.data(), kW * 2, d.dst16.data(), kW * 6, 3,
                               true, false, 4095);
         benchmark::ClobberMemory();
     }
-    lxbayer::SetKernelSet(old);
     state.SetLabel(kNames[method]);
     SetRate(state);
 }
 
-void BM_Bayer8(benchmark::State& s) { Color8(s, lxbayer::KernelSet::Best); }
-void BM_Bayer16(benchmark::State& s) { Color16(s, lxbayer::KernelSet::Best); }
-void BM_Bayer8_Portable(benchmark::State& s) { Color8(s, lxbayer::KernelSet::Portable); }
-void BM_Bayer16_Portable(benchmark::State& s) { Color16(s, lxbayer::KernelSet::Portable); }
+void BM_Bayer8(benchmark::State& s) { Color8(s, lxcpu::Detected()); }
+void BM_Bayer16(benchmark::State& s) { Color16(s, lxcpu::Detected()); }
+void BM_Bayer8_Portable(benchmark::State& s) { Color8(s, lxcpu::Level::Portable); }
+void BM_Bayer16_Portable(benchmark::State& s) { Color16(s, lxcpu::Level::Portable); }
 // Every timed benchmark runs kRepetitions times and reports its mean, median and least time (the
 // machine may be shared; the least time leaves out the disturbed runs).
 constexpr int kRepetitions = 5;
@@ -102,7 +102,7 @@ BENCHMARK(BM_Bayer16_Portable)->DenseRange(0, 7)->Unit(benchmark::kMillisecond);
 void BM_Luminance8(benchmark::State& state) {
     Images& d = Data();
     for (auto _ : state) {
-        lxbayer::Bayer8ToMono8(lxbayer::FilterRG, kW, kH, d.src8.data(), kW, d.dst8.data(), kW, false);
+        lxbayer::Bayer8ToMono8(LxColorFilter_Red, kW, kH, d.src8.data(), kW, d.dst8.data(), kW, false);
         benchmark::ClobberMemory();
     }
     SetRate(state);
@@ -110,7 +110,7 @@ void BM_Luminance8(benchmark::State& state) {
 void BM_Luminance16(benchmark::State& state) {
     Images& d = Data();
     for (auto _ : state) {
-        lxbayer::Bayer16ToMono16(lxbayer::FilterRG, kW, kH, d.src16.data(), kW * 2, d.dst16.data(), kW * 2, false);
+        lxbayer::Bayer16ToMono16(LxColorFilter_Red, kW, kH, d.src16.data(), kW * 2, d.dst16.data(), kW * 2, false);
         benchmark::ClobberMemory();
     }
     SetRate(state);
@@ -158,10 +158,10 @@ void PrintRatios(int rounds) {
     auto ours = [&](uint32_t method, bool words) {
         return [&d, method, words] {
             if (words)
-                lxbayer::BayerToColor(method, lxbayer::FilterRG, kW, kH, d.src16.data(), kW * 2, d.dst16.data(),
+                lxbayer::BayerToColor(method, LxColorFilter_Red, kW, kH, d.src16.data(), kW * 2, d.dst16.data(),
                                       kW * 6, 3, true, false, 4095);
             else
-                lxbayer::BayerToColor(method, lxbayer::FilterRG, kW, kH, d.src8.data(), kW, d.dst8.data(), kW * 3,
+                lxbayer::BayerToColor(method, LxColorFilter_Red, kW, kH, d.src8.data(), kW, d.dst8.data(), kW * 3,
                                       3, true, false);
         };
     };
@@ -204,7 +204,7 @@ void PrintRatios(int rounds) {
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    std::printf("AVX2 kernels: %s\n", lxbayer::HasAvx2Kernels() ? "yes" : "no");
+    std::printf("Kernels: %s\n", lxcpu::LevelName(lxbayer::KernelLevel()));
     benchmark::RunSpecifiedBenchmarks();
     PrintRatios(20);
     benchmark::Shutdown();

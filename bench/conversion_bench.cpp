@@ -82,16 +82,15 @@ void Finish(benchmark::State& state, size_t outBytes) {
     state.counters["Mpx/s"] = benchmark::Counter(double(state.iterations()) * W * H / 1e6, benchmark::Counter::kIsRate);
 }
 
-// Runs `body` with the row functions of the level given by the argument `simd`, then restores the
-// best level.
+// Runs `body` with the row functions of the processor's level (argument `simd` 1) or the portable
+// ones (0), through the library's dispatcher; the level is restored afterwards.
 template <class Body>
 void WithLevel(benchmark::State& state, Body body) {
-    ForceSimdLevel(state.range(0) ? SupportedSimdLevel() : SimdLevel::Portable);
+    lxcpu::ForcedLevel forced(state.range(0) ? lxcpu::Detected() : lxcpu::Level::Portable);
     for (auto _ : state) {
         body();
         benchmark::ClobberMemory();
     }
-    ForceSimdLevel(SupportedSimdLevel());
 }
 
 // Millisecond units and a "min" statistic beside mean, median and stddev.

@@ -1,4 +1,5 @@
 #include "lxconversiontable.h"
+#include "support/lxinside.h"
 
 #include <includeinside/ilxpixelformatinfoinside.h>
 #include <lxapi/lxapi_tl.h>
@@ -80,9 +81,7 @@ Formats Join(const Parts&... parts) {
 // ---------------------------------------------------------------------------------------------------
 // Facts of a format, from the format information
 
-ILxPixelFormatInfoInside* Info(uint32_t format) {
-    return dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(format));
-}
+ILxPixelFormatInfoInside* Info(uint32_t format) { return lxip::FormatInside(format); }
 size_t Depth(uint32_t f) { return GetILxPixelFormatInfo(f)->GetComponentBits(); }
 uint32_t Filter(uint32_t f) { return Info(f)->GetColorFilter(); }
 bool SameDepth(uint32_t a, uint32_t b) { return Depth(a) == Depth(b); }

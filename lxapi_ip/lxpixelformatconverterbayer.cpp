@@ -2,6 +2,7 @@
 // luminance of a mosaic. The kernels work on bytes below 9 bits of depth and on 16-bit words above.
 #include "colorinterpolation/colorinterpolation.h"
 #include "lxpixelformatconverter.h"
+#include "support/lxinside.h"
 
 #include <includeinside/ilxpixelformatinfoinside.h>
 
@@ -20,9 +21,8 @@ struct BayerSides {
 
 BayerSides SidesOf(ILxImage* s, ILxImageBuffer* d) {
     ILxImage* out = d->GetILxImage();
-    auto* si = dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(s->GetImagePixelFormat()));
-    auto* di = dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(out->GetImagePixelFormat()));
-    if (!si || !di) throw LOGICAL_ERROR_EXCEPTION("Unexpected type in dynamic cast");
+    ILxPixelFormatInfoInside* si = lxip::FormatInside(s->GetImagePixelFormat());
+    ILxPixelFormatInfoInside* di = lxip::FormatInside(out->GetImagePixelFormat());
     const size_t w = s->GetImageWidth(), h = s->GetImageHeight();
     if (w > std::numeric_limits<uint32_t>::max() || h > std::numeric_limits<uint32_t>::max())
         throw INVALID_ARGUMENT_EXCEPTION("Image size %zu x %zu is too large.", w, h);

@@ -3,16 +3,15 @@
 // a table from the module's cache when the depths differ, and runs one kernel over the whole image.
 #include "conversion/conversionkernels.h"
 #include "lxpixelformatconverter.h"
+#include "support/lxinside.h"
 
 #include <includeinside/ilxpixelformatinfoinside.h>
 
+#include <algorithm>
+
 namespace {
 
-ILxPixelFormatInfoInside* InfoOf(ILxImage* image) {
-    auto* info = dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(image->GetImagePixelFormat()));
-    if (!info) throw LOGICAL_ERROR_EXCEPTION("Unexpected type in dynamic cast");
-    return info;
-}
+ILxPixelFormatInfoInside* InfoOf(ILxImage* image) { return lxip::FormatInside(image->GetImagePixelFormat()); }
 
 lxconv::SourceImage SourceOf(ILxImage* image) {
     ILxPixelFormatInfoInside* info = InfoOf(image);
@@ -42,9 +41,16 @@ lxconv::DestImage DestOf(ILxImage* image) {
         kernel(src, dst, s->GetImageWidth(), s->GetImageHeight(), reverse, table.get());                      \
     } while (0)
 
+// Each line's own bytes: a view's pitch is its parent's, and copying a whole pitch from the view's
+// last line would read past the parent's memory. The 4:2:0 planar format keeps its chroma planes as
+// blocks that do not follow the lines of the Y plane; it is copied a pitch per line, planes included.
 void CLxPixelFormatConverter::ConvertCopy(ILxImage* s, ILxImageBuffer* d, bool reverse) {
-    lxconv::ConvertCopy(SourceOf(s), DestOf(d->GetILxImage()), s->GetImageHeight(), InfoOf(s)->GetPlaneCount(),
-                        reverse);
+    ILxPixelFormatInfoInside* info = InfoOf(s);
+    ILxImage* out = d->GetILxImage();
+    const size_t lineBytes = info->IsPlanar() && info->IsYCbCr()
+                                 ? std::min(s->GetImageLinePitch(), out->GetImageLinePitch())
+                                 : info->GetLineBytes(s->GetImageWidth());
+    lxconv::ConvertCopy(SourceOf(s), DestOf(out), lineBytes, s->GetImageHeight(), info->GetPlaneCount(), reverse);
 }
 
 void CLxPixelFormatConverter::ConvertColorToMono(ILxImage* s, ILxImageBuffer* d, bool reverse) {

@@ -3,33 +3,52 @@
 #include "colorinterpolation.h"
 
 #include "bayerframe.h"
+#include "support/lxcolorfilter.h"
 
 #include <GenICam/GCException.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <vector>
 
 namespace lxbayer {
 namespace {
 
-std::atomic<KernelSet> g_kernelSet{KernelSet::Best};
+// The kernels of one instruction-set level.
+struct BayerKernels {
+    void (*color8)(uint32_t method, const detail::Frame<uint8_t>& f);
+    void (*color16)(uint32_t method, const detail::Frame<uint16_t>& f);
+    void (*luminance8)(const detail::Frame<uint8_t>& f);
+    void (*luminance16)(const detail::Frame<uint16_t>& f);
+};
 
-bool CpuHasAvx2() {
+constexpr BayerKernels kPortable = {detail::portable::Color<uint8_t>, detail::portable::Color<uint16_t>,
+                                    detail::portable::Luminance<uint8_t>, detail::portable::Luminance<uint16_t>};
 #if defined(__x86_64__) || defined(__i386__)
-    static const bool has = [] {
-        __builtin_cpu_init(); // the answer may be wanted before the runtime has run it
-        return __builtin_cpu_supports("avx2") != 0;
-    }();
-    return has;
+constexpr BayerKernels kAvx2 = {detail::avx2::Color<uint8_t>, detail::avx2::Color<uint16_t>,
+                                detail::avx2::Luminance<uint8_t>, detail::avx2::Luminance<uint16_t>};
+constexpr const BayerKernels* kAvx2Form = &kAvx2;
 #else
-    return false;
+constexpr const BayerKernels* kAvx2Form = nullptr;
 #endif
+// Portable and AVX2 forms (no AVX-512 form yet).
+constexpr lxcpu::KernelForms<BayerKernels> kForms(&kPortable, kAvx2Form);
+
+template <class T>
+void RunColor(uint32_t method, const detail::Frame<T>& f) {
+    const BayerKernels& k = kForms.Get();
+    if constexpr (sizeof(T) == 1) k.color8(method, f);
+    else k.color16(method, f);
 }
 
-bool UseAvx2() { return g_kernelSet.load(std::memory_order_relaxed) == KernelSet::Best && CpuHasAvx2(); }
+template <class T>
+void RunLuminance(const detail::Frame<T>& f) {
+    const BayerKernels& k = kForms.Get();
+    if constexpr (sizeof(T) == 1) k.luminance8(f);
+    else k.luminance16(f);
+}
 
 // Largest width or height accepted: keeps every index and row offset far inside int and ptrdiff_t.
 constexpr uint32_t kMaxSide = 1u << 28;
@@ -54,10 +73,56 @@ void CheckBuffers(uint32_t width, const T* src, size_t srcPitch, T* dst, size_t 
                                          static_cast<unsigned long long>(dstLine));
     if (srcPitch > size_t(PTRDIFF_MAX) / kMaxSide || dstPitch > size_t(PTRDIFF_MAX) / kMaxSide)
         throw INVALID_ARGUMENT_EXCEPTION("Pitch %zu / %zu is out of range", srcPitch, dstPitch);
-    if (sizeof(T) > 1 && ((srcPitch | dstPitch) % sizeof(T) != 0 ||
-                          reinterpret_cast<uintptr_t>(src) % sizeof(T) != 0 ||
-                          reinterpret_cast<uintptr_t>(dst) % sizeof(T) != 0))
-        throw INVALID_ARGUMENT_EXCEPTION("Word image buffers and pitches must be aligned to 2 bytes");
+}
+
+// True when every line of a side starts on a whole sample: the kernels load and store T directly.
+template <class T>
+bool LinesAligned(const void* data, size_t pitch) {
+    return (reinterpret_cast<uintptr_t>(data) | pitch) % alignof(T) == 0;
+}
+
+// Word images with an odd pitch or address run on aligned copies of their lines: the source's
+// lines, and the destination's (taken in first, so that an alpha sample keeps what the buffer
+// holds, and given back afterwards), each at a pitch of its own line's bytes. `run` is called with
+// the aligned source and destination and their pitches. Only this rare case pays for the copies.
+template <class T, class Run>
+void OnAlignedLines(uint32_t width, uint32_t height, const T* src, size_t srcPitch, T* dst, size_t dstPitch,
+                    uint32_t step, Run&& run) {
+    const size_t srcLine = size_t(width) * sizeof(T), dstLine = size_t(width) * step * sizeof(T);
+    std::vector<T> srcCopy, dstCopy;
+    try {
+        if (!LinesAligned<T>(src, srcPitch)) srcCopy.resize(size_t(width) * height);
+        if (!LinesAligned<T>(dst, dstPitch)) dstCopy.resize(size_t(width) * step * height);
+    } catch (const std::bad_alloc& e) {
+        throw BAD_ALLOC_EXCEPTION("%s", e.what());
+    }
+    const auto* s = reinterpret_cast<const uint8_t*>(src);
+    auto* d = reinterpret_cast<uint8_t*>(dst);
+    if (!srcCopy.empty())
+        for (size_t y = 0; y < height; ++y)
+            std::memcpy(reinterpret_cast<uint8_t*>(srcCopy.data()) + y * srcLine, s + y * srcPitch, srcLine);
+    if (!dstCopy.empty())
+        for (size_t y = 0; y < height; ++y)
+            std::memcpy(reinterpret_cast<uint8_t*>(dstCopy.data()) + y * dstLine, d + y * dstPitch, dstLine);
+    run(srcCopy.empty() ? src : srcCopy.data(), srcCopy.empty() ? srcPitch : srcLine,
+        dstCopy.empty() ? dst : dstCopy.data(), dstCopy.empty() ? dstPitch : dstLine);
+    if (!dstCopy.empty())
+        for (size_t y = 0; y < height; ++y)
+            std::memcpy(d + y * dstPitch, reinterpret_cast<const uint8_t*>(dstCopy.data()) + y * dstLine, dstLine);
+}
+
+// A method outside 0..7 (a value written through the register port) interpolates nothing: the colour
+// samples of every pixel become 0, an alpha sample and the line padding stay as the buffer holds
+// them. The result is defined whatever the buffer held before.
+template <class T>
+void ZeroColour(uint32_t width, uint32_t height, T* dst, size_t dstPitch, uint32_t step) {
+    auto* line = reinterpret_cast<uint8_t*>(dst);
+    if (step == 3) {
+        for (size_t y = 0; y < height; ++y, line += dstPitch) std::memset(line, 0, size_t(width) * 3 * sizeof(T));
+        return;
+    }
+    for (size_t y = 0; y < height; ++y, line += dstPitch)
+        for (size_t x = 0; x < width; ++x) std::memset(line + x * step * sizeof(T), 0, 3 * sizeof(T));
 }
 
 // Fills the phase-normalised frame. Returns false (with errno = EINVAL) for a filter outside
@@ -65,13 +130,14 @@ void CheckBuffers(uint32_t width, const T* src, size_t srcPitch, T* dst, size_t 
 template <class T>
 bool MakeFrame(detail::Frame<T>& f, uint32_t filter, uint32_t width, uint32_t height, const T* src,
                size_t srcPitch, T* dst, size_t dstPitch, uint32_t step, bool isBGR, bool reverse, uint32_t maxValue) {
-    if (filter < FilterRG || filter > FilterBG) {
+    if (!lxip::IsBayerPhase(filter)) {
         errno = EINVAL;
         return false;
     }
-    // Row 0 holds red for RG and GR, blue for GB and BG; on even columns for RG and BG.
-    f.aIsRed = filter == FilterRG || filter == FilterGR;
-    f.p0 = (filter == FilterRG || filter == FilterBG) ? 0 : 1;
+    // The colour other than green on row 0 (red for RG and GR, blue for GB and BG) and its column
+    // (even for RG and BG).
+    f.aIsRed = lxip::RedRow(filter) == 0;
+    f.p0 = int(f.aIsRed ? lxip::RedColumn(filter) : 1 - lxip::RedColumn(filter));
     const int offRed = isBGR ? 2 : 0;
     f.offA = f.aIsRed ? offRed : 2 - offRed;
     f.offB = 2 - f.offA;
@@ -100,10 +166,21 @@ void ToColor(uint32_t method, uint32_t filter, uint32_t width, uint32_t height, 
     CheckSize(width, height);
     if (step == 1) throw INVALID_ARGUMENT_EXCEPTION("Destination pixel step %u is not 3 or 4", step);
     CheckBuffers(width, src, srcPitch, dst, dstPitch, step);
-    if (method > MethodBilinear3) return;
+    if (!LinesAligned<T>(src, srcPitch) || !LinesAligned<T>(dst, dstPitch)) {
+        OnAlignedLines(width, height, src, srcPitch, dst, dstPitch, step,
+                       [&](const T* s, size_t sp, T* d, size_t dp) {
+                           ToColor(method, filter, width, height, s, sp, d, dp, step, isBGR, reverse, maxValue);
+                       });
+        return;
+    }
     detail::Frame<T> f;
     if (!MakeFrame(f, filter, width, height, src, srcPitch, dst, dstPitch, step, isBGR, reverse, maxValue)) return;
+    // The size rules come first: a small image runs as NearestNeighbor whatever the method number.
     method = EffectiveMethod(method, width, height);
+    if (method > MethodBilinear3) {
+        ZeroColour(width, height, dst, dstPitch, step);
+        return;
+    }
     std::vector<detail::Lane<T>> scratch;
     if (method == MethodBilinear3) {
         // Line buffers, aligned to 64 bytes within the allocation.
@@ -116,8 +193,7 @@ void ToColor(uint32_t method, uint32_t filter, uint32_t width, uint32_t height, 
         const size_t misalign = reinterpret_cast<uintptr_t>(scratch.data()) / sizeof(detail::Lane<T>) % perLine;
         f.scratch = scratch.data() + (perLine - misalign) % perLine;
     }
-    if (UseAvx2()) detail::avx2::Color(method, f);
-    else detail::portable::Color(method, f);
+    RunColor(method, f);
 }
 
 template <class T>
@@ -125,10 +201,15 @@ void ToMono(uint32_t filter, uint32_t width, uint32_t height, const T* src, size
             size_t dstPitch, bool reverse) {
     CheckSize(width, height);
     CheckBuffers(width, src, srcPitch, dst, dstPitch, 1);
+    if (!LinesAligned<T>(src, srcPitch) || !LinesAligned<T>(dst, dstPitch)) {
+        OnAlignedLines(width, height, src, srcPitch, dst, dstPitch, 1, [&](const T* s, size_t sp, T* d, size_t dp) {
+            ToMono(filter, width, height, s, sp, d, dp, reverse);
+        });
+        return;
+    }
     detail::Frame<T> f;
     if (!MakeFrame(f, filter, width, height, src, srcPitch, dst, dstPitch, 1, false, reverse, 0xFFFF)) return;
-    if (UseAvx2()) detail::avx2::Luminance(f);
-    else detail::portable::Luminance(f);
+    RunLuminance(f);
 }
 
 } // namespace
@@ -156,8 +237,8 @@ void Bayer16ToMono16(uint32_t filter, uint32_t width, uint32_t height, const uin
     ToMono(filter, width, height, src, srcPitch, dst, dstPitch, reverse);
 }
 
-KernelSet SetKernelSet(KernelSet set) { return g_kernelSet.exchange(set); }
+lxcpu::Level KernelLevel() noexcept { return kForms.InUse(); }
 
-bool HasAvx2Kernels() { return CpuHasAvx2(); }
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept { return kForms.LevelAt(allowed); }
 
 } // namespace lxbayer

@@ -3,7 +3,11 @@
 // These are the pixel kernels behind the converter's Bayer handlers. They know nothing of image
 // objects: the caller passes the geometry, the colour filter at pixel (0, 0) and the buffers.
 // Samples are 8 bits (uint8_t) or 10 to 16 bits in 16-bit words (uint16_t). Pitches are in bytes.
+// The colour filter is an ELxColorFilter_t code (lxapi/ilxpixelformatinfo.h): LxColorFilter_Red for
+// a mosaic of phase RG, GreenR for GR, GreenB for GB, Blue for BG.
 #pragma once
+
+#include "kernels/cpudispatch.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,23 +26,17 @@ enum Method : uint32_t {
     MethodBilinear3 = 7,        // gradient-steered, with colour differences
 };
 
-// Colour of pixel (0, 0), with the codes of ELxColorFilter_t (lxapi/ilxpixelformatinfo.h).
-enum Filter : uint32_t {
-    FilterRG = 2, // red at (0, 0), blue at (1, 1)
-    FilterGR = 3, // red at (1, 0), blue at (0, 1)
-    FilterGB = 4, // red at (0, 1), blue at (1, 0)
-    FilterBG = 5, // red at (1, 1), blue at (0, 0)
-};
-
 // Demosaics a width x height mosaic into interleaved colour pixels of dstStep samples (3, or 4
 // where the fourth is alpha, which is left as the buffer holds it). isBGR puts blue first.
 // With reverse the destination is filled from its last line upwards.
 //
 // Size rules: width or height below 2 throws GenICam::RuntimeException "Not supported image size
 // %u x %u"; below 4, any method but Off and Mono runs as NearestNeighbor; Bicubic narrower than 7
-// or lower than 3 runs as Bilinear2. A method above 7 writes nothing. A filter outside 2..5 sets
-// errno to EINVAL and writes nothing. Null buffers, pitches too small for a line, a step other
-// than 3 or 4, or misaligned word buffers throw GenICam::InvalidArgumentException.
+// or lower than 3 runs as Bilinear2. A method above 7 (after the size rules) interpolates nothing:
+// it sets the colour samples to 0, so that the result is defined whatever the buffer held. A
+// filter outside 2..5 sets errno to EINVAL and writes nothing. Null buffers, pitches too small for
+// a line, or a step other than 3 or 4 throw GenICam::InvalidArgumentException. Word images may lie
+// at any address with any pitch: lines that do not start on an even address run on aligned copies.
 void BayerToColor(uint32_t method, uint32_t filter, uint32_t width, uint32_t height,
                   const uint8_t* src, size_t srcPitch, uint8_t* dst, size_t dstPitch,
                   uint32_t dstStep, bool isBGR, bool reverse);
@@ -57,10 +55,11 @@ void Bayer8ToMono8(uint32_t filter, uint32_t width, uint32_t height, const uint8
 void Bayer16ToMono16(uint32_t filter, uint32_t width, uint32_t height, const uint16_t* src,
                      size_t srcPitch, uint16_t* dst, size_t dstPitch, bool reverse);
 
-// Kernel selection. Best takes the AVX2 kernels where the processor has them; Portable forces the
-// plain C++ kernels (both give identical results; tests and benchmarks compare them).
-enum class KernelSet { Best, Portable };
-KernelSet SetKernelSet(KernelSet set); // returns the previous setting; process-wide
-bool HasAvx2Kernels();                 // true when Best means AVX2 on this processor
+// Instruction-set level. The kernels are picked at each call through the library's dispatcher
+// (kernels/cpudispatch.h): the best form they have at or below the level it allows; lxcpu::Force()
+// changes that level for every kernel family at once. Every form gives identical results.
+// The level of the kernels that run now, and of those that run when `allowed` is allowed.
+lxcpu::Level KernelLevel() noexcept;
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept;
 
 } // namespace lxbayer

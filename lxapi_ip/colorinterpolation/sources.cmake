@@ -14,7 +14,7 @@ target_include_directories(lxip_colorinterpolation PUBLIC
   ${CMAKE_CURRENT_LIST_DIR}
 )
 target_compile_options(lxip_colorinterpolation PRIVATE -O3)
-target_link_libraries(lxip_colorinterpolation PUBLIC GCBase)
+target_link_libraries(lxip_colorinterpolation PUBLIC GCBase lxip_kernels lxip_support)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|amd64")
   set_source_files_properties(${CMAKE_CURRENT_LIST_DIR}/bayeravx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2")
 endif()

@@ -65,18 +65,14 @@ void BuildBitConversionTable(uint16_t* table, unsigned srcDepth, unsigned dstDep
 }
 
 BitConversionTable::BitConversionTable(unsigned srcDepth, unsigned dstDepth)
-    : m_srcDepth(srcDepth), m_dstDepth(dstDepth) {
-    const size_t n = size_t(1) << srcDepth;
-    m_entries.reset(new uint16_t[n + 1]);
-    m_entries[n] = 0;
-}
+    : CLxSharedTable(size_t(1) << srcDepth, 1), m_srcDepth(srcDepth), m_dstDepth(dstDepth) {}
 
 BitConversionTable* BitConversionTable::Create(unsigned srcDepth, unsigned dstDepth, double gamma,
                                                uint32_t mode) {
     CheckDepths(srcDepth, dstDepth);
     std::unique_ptr<BitConversionTable, void (*)(BitConversionTable*)> table(
         new BitConversionTable(srcDepth, dstDepth), [](BitConversionTable* t) { t->Release(); });
-    BuildBitConversionTable(table->m_entries.get(), srcDepth, dstDepth, gamma, mode);
+    BuildBitConversionTable(table->Entries(), srcDepth, dstDepth, gamma, mode);
     table->DetectForm();
     return table.release();
 }
@@ -92,17 +88,13 @@ BitConversionTable* BitConversionTable::CreateFromEntries(unsigned srcDepth, uns
             throw INVALID_ARGUMENT_EXCEPTION("Entry %zu = %u of a bit conversion table exceeds %u bits", i,
                                              unsigned(entries[i]), dstDepth);
     auto* table = new BitConversionTable(srcDepth, dstDepth);
-    std::memcpy(table->m_entries.get(), entries, n * sizeof(uint16_t));
+    std::memcpy(table->Entries(), entries, n * sizeof(uint16_t));
     table->DetectForm();
     return table;
 }
 
-void BitConversionTable::Release() const noexcept {
-    if (m_refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
-}
-
 void BitConversionTable::DetectForm() noexcept {
-    const uint16_t* t = m_entries.get();
+    const uint16_t* t = Entries();
     const uint32_t n = uint32_t(Size());
     auto linear = [&](uint32_t mul, unsigned shift, uint32_t fill) {
         for (uint32_t i = 0; i < n; ++i)
@@ -137,60 +129,37 @@ void BitConversionTable::DetectForm() noexcept {
     }
 }
 
-BitConversionTableCache::~BitConversionTableCache() {
-    if (m_table) m_table->Release();
-}
-
 double BitConversionTableCache::GetGamma() const {
-    GenApi::AutoLock lock(m_lock);
+    GenApi::AutoLock lock(m_tables.Lock());
     return m_gamma;
 }
 
 void BitConversionTableCache::SetGamma(double gamma) {
-    GenApi::AutoLock lock(m_lock);
+    GenApi::AutoLock lock(m_tables.Lock());
     m_gamma = gamma;
 }
 
 uint32_t BitConversionTableCache::GetBitExpansionMode() const {
-    GenApi::AutoLock lock(m_lock);
+    GenApi::AutoLock lock(m_tables.Lock());
     return m_mode;
 }
 
 void BitConversionTableCache::SetBitExpansionMode(uint32_t mode) {
-    GenApi::AutoLock lock(m_lock);
+    GenApi::AutoLock lock(m_tables.Lock());
     m_mode = mode;
 }
 
-const BitConversionTable* BitConversionTableCache::Peek() const {
-    GenApi::AutoLock lock(m_lock);
-    return m_table;
-}
+const BitConversionTable* BitConversionTableCache::Peek() const { return m_tables.Peek(); }
 
-BitConversionTable* BitConversionTableCache::Acquire(unsigned srcDepth, unsigned dstDepth) {
+const BitConversionTable* BitConversionTableCache::Acquire(unsigned srcDepth, unsigned dstDepth) {
     CheckDepths(srcDepth, dstDepth);
-    GenApi::AutoLock lock(m_lock);
+    // The parameters are read and the table looked up under one hold of the cache's lock.
+    GenApi::AutoLock lock(m_tables.Lock());
     const double gamma = m_gamma;
     const uint32_t mode = m_mode;
-    if (m_table && m_keySrc == srcDepth && m_keyDst == dstDepth && m_keyGamma == gamma &&
-        (srcDepth >= dstDepth || m_keyMode == mode)) {
-        m_table->AddRef();
-        return m_table;
-    }
-    if (m_table) {
-        m_table->Release();
-        m_table = nullptr;
-    }
-    try {
-        m_table = BitConversionTable::Create(srcDepth, dstDepth, gamma, mode);
-    } catch (const std::bad_alloc& e) {
-        throw BAD_ALLOC_EXCEPTION("%s", e.what());
-    }
-    m_keySrc = srcDepth;
-    m_keyDst = dstDepth;
-    m_keyGamma = gamma;
-    m_keyMode = mode;
-    m_table->AddRef(); // one reference for the cache (from Create), one for the caller
-    return m_table;
+    const Key key{srcDepth, dstDepth, gamma, srcDepth >= dstDepth ? uint32_t(BitExpansion_Gamma) : mode};
+    return m_tables.Acquire(key, [&] { return BitConversionTable::Create(srcDepth, dstDepth, gamma, mode); })
+        .Detach();
 }
 
 } // namespace lxconv

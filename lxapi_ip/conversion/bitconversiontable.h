@@ -2,17 +2,15 @@
 // scope holder for a caller's reference.
 //
 // A table maps every sample value of the source depth s (2^s entries) to a value of the destination
-// depth d. It is reference-counted with an atomic count: the cache holds one reference, every running
-// conversion another, so a table replaced by a parameter change stays alive for the conversion that
-// still reads it.
+// depth d. It is a shared table (support/lxsharedtable.h): the cache holds one reference, every
+// running conversion another, so a table replaced by a parameter change stays alive for the
+// conversion that still reads it.
 #pragma once
 
-#include <GenApi/Synch.h>
+#include "support/lxsharedtable.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 namespace lxconv {
 
@@ -38,7 +36,7 @@ constexpr unsigned MaxTableDepth = 16;
 void BuildBitConversionTable(uint16_t* table, unsigned srcDepth, unsigned dstDepth, double gamma,
                              uint32_t mode);
 
-class BitConversionTable {
+class BitConversionTable : public lxip::CLxSharedTable<uint16_t> {
 public:
     // A new table with one reference for the caller. Throws InvalidArgumentException for depths
     // outside 1..16, std::bad_alloc when there is no memory.
@@ -48,26 +46,17 @@ public:
     static BitConversionTable* CreateFromEntries(unsigned srcDepth, unsigned dstDepth,
                                                  const uint16_t* entries);
 
-    BitConversionTable(const BitConversionTable&) = delete;
-    BitConversionTable& operator=(const BitConversionTable&) = delete;
-
-    void AddRef() const noexcept { m_refs.fetch_add(1, std::memory_order_relaxed); }
-    // Drops one reference; the last one frees the table.
-    void Release() const noexcept;
-    uint32_t RefCount() const noexcept { return m_refs.load(std::memory_order_acquire); }
-
+    // AddRef, Release and RefCount come with the shared table; Size() is 2^SourceDepth(), and
+    // Entries() are followed by one spare zero entry so that a 32-bit read of the last entry stays
+    // inside the allocation.
     unsigned SourceDepth() const noexcept { return m_srcDepth; }
     unsigned DestinationDepth() const noexcept { return m_dstDepth; }
-    size_t Size() const noexcept { return size_t(1) << m_srcDepth; }
-    // 2^SourceDepth() entries, followed by one spare zero entry so that a 32-bit read of the last
-    // entry stays inside the allocation.
-    const uint16_t* Entries() const noexcept { return m_entries.get(); }
     uint32_t MaxIndex() const noexcept { return uint32_t(Size() - 1); }
 
     // The entry of a sample. Kernels clamp a sample above the source depth's maximum (a 16-bit
     // container with stray high bits) to the last entry instead of reading past the table.
     uint16_t operator()(uint32_t sample) const noexcept {
-        return m_entries[sample < MaxIndex() ? sample : MaxIndex()];
+        return Entries()[sample < MaxIndex() ? sample : MaxIndex()];
     }
 
     // Forms a table may have besides a plain list of entries. Kernels compute a table of such a form
@@ -94,13 +83,11 @@ public:
 
 private:
     BitConversionTable(unsigned srcDepth, unsigned dstDepth);
-    ~BitConversionTable() = default;
+    ~BitConversionTable() override = default;
     void DetectForm() noexcept;
 
-    mutable std::atomic<uint32_t> m_refs{1};
     unsigned m_srcDepth;
     unsigned m_dstDepth;
-    std::unique_ptr<uint16_t[]> m_entries;
     Form m_form = Form::Lookup;
     uint32_t m_mul = 1;
     unsigned m_shift = 0;
@@ -112,7 +99,6 @@ private:
 class BitConversionTableCache {
 public:
     BitConversionTableCache() = default;
-    ~BitConversionTableCache();
     BitConversionTableCache(const BitConversionTableCache&) = delete;
     BitConversionTableCache& operator=(const BitConversionTableCache&) = delete;
 
@@ -125,58 +111,35 @@ public:
     // if source depth, destination depth and gamma are equal and either srcDepth >= dstDepth (the mode
     // cannot matter) or the mode is the stored one; otherwise the cache drops its table and builds a
     // new one. No memory: BadAllocException with the allocator's text, the cache left empty.
-    BitConversionTable* Acquire(unsigned srcDepth, unsigned dstDepth);
+    const BitConversionTable* Acquire(unsigned srcDepth, unsigned dstDepth);
 
     // The table the cache holds now, without a reference (for tests and diagnostics).
     const BitConversionTable* Peek() const;
 
 private:
-    mutable GenApi::CLock m_lock;
-    BitConversionTable* m_table = nullptr;
-    unsigned m_keySrc = 0;
-    unsigned m_keyDst = 0;
-    double m_keyGamma = 1.0;
-    uint32_t m_keyMode = BitExpansion_Gamma;
+    // What a table was built from. Where the depth does not grow the mode cannot change the table,
+    // and the key carries mode 0 whatever the module's mode is.
+    struct Key {
+        unsigned srcDepth = 0;
+        unsigned dstDepth = 0;
+        double gamma = 1.0;
+        uint32_t mode = BitExpansion_Gamma;
+        bool operator==(const Key&) const = default;
+    };
+    lxip::CLxSharedTableCache<Key, BitConversionTable> m_tables; // its lock also guards the two below
     double m_gamma = 1.0;
     uint32_t m_mode = BitExpansion_Gamma;
 };
 
 // Holds one reference to a table and drops it at scope end.
-class BitConversionTableRef {
+class BitConversionTableRef : public lxip::CLxSharedTableRef<const BitConversionTable> {
 public:
-    BitConversionTableRef() noexcept = default;
-    // Takes over a reference the caller already owns (from Create or Acquire).
-    explicit BitConversionTableRef(BitConversionTable* adopted) noexcept : m_table(adopted) {}
+    // Empty, or taking over a reference the caller already owns (from Create or Acquire).
+    using CLxSharedTableRef::CLxSharedTableRef;
     // Acquires from the cache when the depths differ; holds nothing when they are equal, which is
     // what the kernels expect (equal depths copy samples and use no table).
     BitConversionTableRef(BitConversionTableCache& cache, unsigned srcDepth, unsigned dstDepth)
-        : m_table(srcDepth != dstDepth ? cache.Acquire(srcDepth, dstDepth) : nullptr) {}
-    ~BitConversionTableRef() { reset(); }
-
-    BitConversionTableRef(BitConversionTableRef&& other) noexcept : m_table(other.m_table) {
-        other.m_table = nullptr;
-    }
-    BitConversionTableRef& operator=(BitConversionTableRef&& other) noexcept {
-        if (this != &other) {
-            reset();
-            m_table = other.m_table;
-            other.m_table = nullptr;
-        }
-        return *this;
-    }
-    BitConversionTableRef(const BitConversionTableRef&) = delete;
-    BitConversionTableRef& operator=(const BitConversionTableRef&) = delete;
-
-    const BitConversionTable* get() const noexcept { return m_table; }
-    const BitConversionTable* operator->() const noexcept { return m_table; }
-    explicit operator bool() const noexcept { return m_table != nullptr; }
-    void reset() noexcept {
-        if (m_table) m_table->Release();
-        m_table = nullptr;
-    }
-
-private:
-    BitConversionTable* m_table = nullptr;
+        : CLxSharedTableRef(srcDepth != dstDepth ? cache.Acquire(srcDepth, dstDepth) : nullptr) {}
 };
 
 } // namespace lxconv

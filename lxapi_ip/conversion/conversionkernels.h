@@ -20,6 +20,7 @@
 #pragma once
 
 #include "bitconversiontable.h"
+#include "kernels/cpudispatch.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -100,7 +101,8 @@ void ConvertColorToPlanar(const SourceImage& src, const DestImage& dst, size_t w
 // Interleaved to and from the bit-packed colour forms (BGR10p, BGR12p, RGB10p, RGB12p): one bit
 // stream per line, three samples per pixel in the packed side's channel order (its blueFirst). The
 // stream is read and written in bytes, which is the same as 16-bit little-endian units; a line's last
-// unit is written as far as it holds sample bits.
+// unit is written whole, its bits above the last sample zero (the destination's lines must hold
+// whole units).
 void ConvertColorToColorP(const SourceImage& src, const DestImage& dst, size_t width, size_t height,
                           bool reverse, const BitConversionTable* table);
 void ConvertColorPToColor(const SourceImage& src, const DestImage& dst, size_t width, size_t height,
@@ -114,16 +116,9 @@ void ConvertColorToColor32(const SourceImage& src, const DestImage& dst, size_t 
 void ConvertColor32ToColor(const SourceImage& src, const DestImage& dst, size_t width, size_t height,
                            bool reverse, const BitConversionTable* table);
 
-// Colour filter of a Bayer destination at its pixel (0, 0), ELxColorFilter_t values.
-enum BayerPhase : uint32_t {
-    BayerPhase_RG = 2,
-    BayerPhase_GR = 3,
-    BayerPhase_GB = 4,
-    BayerPhase_BG = 5,
-};
-
 // Interleaved colour to a Bayer mosaic of the same depth: each destination pixel takes the one
-// sample of its site. The phase is the destination's own at its first line; with `reverse` the
+// sample of its site. The phase is the ELxColorFilter_t code of the destination's pixel (0, 0) at its
+// first line (LxColorFilter_Red for RG ... LxColorFilter_Blue for BG); with `reverse` the
 // pattern therefore follows the destination's line positions (for an even height the source's rows
 // meet the pattern's rows exchanged).
 void ConvertColorToBayer(const SourceImage& src, const DestImage& dst, size_t width, size_t height,
@@ -131,22 +126,20 @@ void ConvertColorToBayer(const SourceImage& src, const DestImage& dst, size_t wi
 
 // ---- plain copy ----------------------------------------------------------------------------------
 
-// Copies min(src.pitch, dst.pitch) bytes of every line of every plane (one block when the pitches are
-// equal, planes lie at equal distances and reverse is off); reverse writes each plane bottom up.
-// planeCount 1 for packed layouts; planeSize is read for planeCount > 1.
-void ConvertCopy(const SourceImage& src, const DestImage& dst, size_t height, size_t planeCount,
-                 bool reverse);
+// Copies the first lineBytes bytes of every line of every plane, and nothing beyond them: the source
+// may be a view whose last line ends where its parent's memory ends. With equal pitches and no
+// reverse a plane goes in one block from its first line to its last line's end (padding between the
+// lines included); reverse writes each plane bottom up. planeCount 1 for packed layouts; planeSize
+// is read for planeCount > 1.
+void ConvertCopy(const SourceImage& src, const DestImage& dst, size_t lineBytes, size_t height,
+                 size_t planeCount, bool reverse);
 
-// ---- instruction-set selection -------------------------------------------------------------------
+// ---- instruction-set level -----------------------------------------------------------------------
 
-enum class SimdLevel { Portable = 0, Avx2 = 1 };
-
-// The level the kernels use now: the best the processor supports, chosen once at load.
-SimdLevel ActiveSimdLevel() noexcept;
-// The best level this processor supports.
-SimdLevel SupportedSimdLevel() noexcept;
-// Selects a level (clamped to the supported one) for tests and benchmarks; not meant to be called
-// while conversions run. Returns the level now in use.
-SimdLevel ForceSimdLevel(SimdLevel level) noexcept;
+// The row functions are picked at each call through the library's dispatcher (kernels/cpudispatch.h):
+// the best form they have at or below the level it allows. lxcpu::Force() changes that level.
+// The level of the row functions that run now, and of those that run when `allowed` is allowed.
+lxcpu::Level KernelLevel() noexcept;
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept;
 
 } // namespace lxconv

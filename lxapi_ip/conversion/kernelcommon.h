@@ -160,9 +160,10 @@ struct RowKernels {
     size_t (*unpackTo16)(const uint8_t* s, uint8_t* d, size_t n, unsigned bits, bool packed, const MapParams& m);
 };
 
+// The set to run now, picked through the library's dispatcher, and the portable set.
 const RowKernels& Rows() noexcept;
 const RowKernels& PortableRows() noexcept;
-// Null when the build or the processor has no AVX2 version.
+// Null when the build has no AVX2 version; the dispatcher decides whether the processor runs it.
 const RowKernels* Avx2Rows() noexcept;
 
 // Portable row functions, also used by the faster versions for their line tails.

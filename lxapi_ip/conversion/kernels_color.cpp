@@ -1,6 +1,7 @@
 // Colour kernels: channel order and depth of interleaved colour, luminance, planar and interleaved
 // layouts, the bit-packed and 32-bit colour forms, and colour to mosaic.
 #include "kernelcommon.h"
+#include "support/lxcolorfilter.h"
 
 namespace lxconv {
 
@@ -165,8 +166,12 @@ void ConvertColorToColorP(const SourceImage& src, const DestImage& dst, size_t w
     const MapParams m = MakeMapParams(src.bits, dst.bits, table);
     if (width == 0 || height == 0) return;
     const unsigned bits = dst.bits;
+    // The stream goes out in 16-bit units: a line ends on a whole unit, the bits above the last
+    // sample zero, so an odd byte count gets one more byte.
+    const size_t streamBytes = BitsToBytes(width, 3 * size_t(bits));
+    const bool padByte = streamBytes % 2 != 0;
     CheckSide("Source", src.data, src.pitch, 0, InterleavedLineBytes(width, src.bits, src.step), height, 1);
-    CheckSide("Destination", dst.data, dst.pitch, 0, BitsToBytes(width, 3 * size_t(bits)), height, 1);
+    CheckSide("Destination", dst.data, dst.pitch, 0, streamBytes + (padByte ? 1 : 0), height, 1);
     const Order o = SwapOrder(src.blueFirst, dst.blueFirst);
     const uint32_t mask = (uint32_t(1) << bits) - 1;
     const unsigned ss = src.step;
@@ -185,7 +190,8 @@ void ConvertColorToColorP(const SourceImage& src, const DestImage& dst, size_t w
                                 put(LoadSample<SB>(s, si + 1));
                                 put(LoadSample<SB>(s, si + o.third));
                             }
-                            if (have > 0) *d = uint8_t(acc);
+                            if (have > 0) *d++ = uint8_t(acc);
+                            if (padByte) *d = 0;
                         });
         });
     });
@@ -286,25 +292,19 @@ void ConvertColorToBayer(const SourceImage& src, const DestImage& dst, size_t wi
     if (src.bits != dst.bits)
         throw INVALID_ARGUMENT_EXCEPTION("Colour to mosaic needs equal depths, not %u and %u bits", src.bits,
                                          dst.bits);
-    if (dstPhase < BayerPhase_RG || dstPhase > BayerPhase_BG)
+    if (!lxip::IsBayerPhase(dstPhase))
         throw INVALID_ARGUMENT_EXCEPTION("Colour filter = %u is no Bayer phase (2 to 5)", dstPhase);
     if (width == 0 || height == 0) return;
     CheckSide("Source", src.data, src.pitch, 0, InterleavedLineBytes(width, src.bits, src.step), height, 1);
     CheckSide("Destination", dst.data, dst.pitch, 0, BitsToBytes(width, 8 * SampleBytes(dst.bits)), height, 1);
 
-    // The 2x2 pattern of each phase, rows then columns; 0 red, 1 green, 2 blue.
-    static constexpr unsigned kPattern[4][2][2] = {
-        {{0, 1}, {1, 2}}, // RG
-        {{1, 0}, {2, 1}}, // GR
-        {{1, 2}, {0, 1}}, // GB
-        {{2, 1}, {1, 0}}, // BG
-    };
-    // Index of each colour within a source pixel.
+    // Index within a source pixel of the colour each site of the 2x2 pattern samples, rows then
+    // columns.
     const unsigned red = src.blueFirst ? 2 : 0, blue = src.blueFirst ? 0 : 2;
     const unsigned where[3] = {red, 1, blue};
     unsigned pick[2][2];
     for (unsigned r = 0; r < 2; ++r)
-        for (unsigned c = 0; c < 2; ++c) pick[r][c] = where[kPattern[dstPhase - BayerPhase_RG][r][c]];
+        for (unsigned c = 0; c < 2; ++c) pick[r][c] = where[lxip::BayerChannel(dstPhase, c, r)];
     const unsigned ss = src.step;
 
     WithSampleBytes(src.bits, dst.bits, [&]<unsigned SB, unsigned DB>() {

@@ -164,10 +164,9 @@ void ConvertMono8ToPacked(const SourceImage& src, const DestImage& dst, size_t w
     });
 }
 
-void ConvertCopy(const SourceImage& src, const DestImage& dst, size_t height, size_t planeCount, bool reverse) {
-    if (height == 0 || planeCount == 0) return;
-    const size_t lineBytes = std::min(src.pitch, dst.pitch);
-    if (lineBytes == 0) return;
+void ConvertCopy(const SourceImage& src, const DestImage& dst, size_t lineBytes, size_t height, size_t planeCount,
+                 bool reverse) {
+    if (height == 0 || planeCount == 0 || lineBytes == 0) return;
     CheckSide("Source", src.data, src.pitch, src.planeSize, lineBytes, height, planeCount);
     CheckSide("Destination", dst.data, dst.pitch, dst.planeSize, lineBytes, height, planeCount);
     const auto* s = static_cast<const uint8_t*>(src.data);
@@ -175,9 +174,10 @@ void ConvertCopy(const SourceImage& src, const DestImage& dst, size_t height, si
     const size_t srcPlaneStep = planeCount > 1 ? src.planeSize : 0;
     const size_t dstPlaneStep = planeCount > 1 ? dst.planeSize : 0;
     if (src.pitch == dst.pitch && !reverse) {
-        const size_t block = height * src.pitch;
-        if (planeCount == 1 || (srcPlaneStep == block && dstPlaneStep == block)) {
-            std::memcpy(d, s, block * planeCount);
+        // From the first line to the end of the last line's own bytes (CheckSide has bounded it).
+        const size_t block = (height - 1) * src.pitch + lineBytes;
+        if (planeCount == 1) {
+            std::memcpy(d, s, block);
             return;
         }
         for (size_t p = 0; p < planeCount; ++p) std::memcpy(d + p * dstPlaneStep, s + p * srcPlaneStep, block);

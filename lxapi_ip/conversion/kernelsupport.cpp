@@ -1,7 +1,6 @@
 // Checks, mapping forms, the portable row functions and the choice of the row-function set.
 #include "kernelcommon.h"
 
-#include <atomic>
 #include <cstdint>
 #include <limits>
 
@@ -204,47 +203,24 @@ constexpr RowKernels kPortable = {
     PortableLuma8,   PortableDecodeBitPacked, PortableDecodePacked, PortableUnpackTo16,
 };
 
-const RowKernels* BestRows() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-    if (const RowKernels* avx2 = Avx2Rows()) {
-        __builtin_cpu_init();
-        if (__builtin_cpu_supports("avx2")) return avx2;
-    }
-#endif
-    return &kPortable;
+// The forms of the row functions: portable and AVX2 (none has an AVX-512 form yet).
+const lxcpu::KernelForms<RowKernels>& Forms() noexcept {
+    static const lxcpu::KernelForms<RowKernels> forms(&kPortable, Avx2Rows());
+    return forms;
 }
-
-std::atomic<const RowKernels*> g_rows{nullptr};
 
 } // namespace
 
 const RowKernels& PortableRows() noexcept { return kPortable; }
 
-const RowKernels& Rows() noexcept {
-    const RowKernels* rows = g_rows.load(std::memory_order_acquire);
-    if (!rows) {
-        rows = BestRows();
-        g_rows.store(rows, std::memory_order_release);
-    }
-    return *rows;
-}
+const RowKernels& Rows() noexcept { return Forms().Get(); }
 
 } // namespace lxconv::detail
 
 namespace lxconv {
 
-SimdLevel SupportedSimdLevel() noexcept {
-    return detail::BestRows() == &detail::kPortable ? SimdLevel::Portable : SimdLevel::Avx2;
-}
+lxcpu::Level KernelLevel() noexcept { return detail::Forms().InUse(); }
 
-SimdLevel ActiveSimdLevel() noexcept {
-    return &detail::Rows() == &detail::kPortable ? SimdLevel::Portable : SimdLevel::Avx2;
-}
-
-SimdLevel ForceSimdLevel(SimdLevel level) noexcept {
-    const detail::RowKernels* rows = level == SimdLevel::Avx2 ? detail::BestRows() : &detail::kPortable;
-    detail::g_rows.store(rows, std::memory_order_release);
-    return ActiveSimdLevel();
-}
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept { return detail::Forms().LevelAt(allowed); }
 
 } // namespace lxconv

@@ -13,9 +13,9 @@ add_library(lxip_conversion OBJECT
 )
 set_target_properties(lxip_conversion PROPERTIES POSITION_INDEPENDENT_CODE ON)
 target_include_directories(lxip_conversion
-  PUBLIC ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/includeinside ${CMAKE_SOURCE_DIR}/genicam/include
+  PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/includeinside ${PROJECT_SOURCE_DIR}/genicam/include
          ${LXIP_CONVERSION_DIR})
-target_link_libraries(lxip_conversion PUBLIC GCBase)
+target_link_libraries(lxip_conversion PUBLIC GCBase lxip_kernels lxip_support)
 target_compile_options(lxip_conversion PRIVATE -O3)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|amd64")
   set_source_files_properties(${LXIP_CONVERSION_DIR}/kernels_avx2.cpp

@@ -232,10 +232,11 @@ TEST(SizeRules, SmallImagesFallBack) {
     EXPECT_NE(Demosaic(5, 4, 7, 4, image(7, 4)).px, Demosaic(4, 4, 7, 4, image(7, 4)).px);
 }
 
-TEST(SizeRules, UnknownMethodOrFilterWritesNothing) {
+TEST(SizeRules, UnknownMethodZeroesAndUnknownFilterWritesNothing) {
     std::vector<uint8_t> src(64, 100), dst(64 * 3, 0xCD);
     lxbayer::BayerToColor(8, 2, 8, 8, src.data(), 8, dst.data(), 24, 3, false, false);
-    EXPECT_EQ(dst, std::vector<uint8_t>(64 * 3, 0xCD));
+    EXPECT_EQ(dst, std::vector<uint8_t>(64 * 3, 0));
+    dst.assign(64 * 3, 0xCD);
     for (uint32_t filter : {0u, 1u, 6u}) {
         errno = 0;
         lxbayer::BayerToColor(3, filter, 8, 8, src.data(), 8, dst.data(), 24, 3, false, false);
@@ -255,7 +256,7 @@ TEST(SizeRules, BadArgumentsThrow) {
     EXPECT_THROW(lxbayer::BayerToColor(3, 2, 8, 8, s8.data(), 8, d8.data(), 24, 5, false, false), E);
     EXPECT_THROW(lxbayer::BayerToColor(3, 2, 8, 8, s8.data(), 8, d8.data(), 31, 4, false, false), E); // < 8 * 4
     EXPECT_THROW(lxbayer::BayerToColor(3, 2, 8, 8, s16.data(), 16, d16.data(), 48, 3, false, false, 65536), E);
-    EXPECT_THROW(lxbayer::BayerToColor(3, 2, 4, 4, s16.data(), 9, d16.data(), 48, 3, false, false, 4095), E);
+    EXPECT_THROW(lxbayer::BayerToColor(3, 2, 4, 4, s16.data(), 7, d16.data(), 48, 3, false, false, 4095), E); // < 8
 }
 
 } // namespace

@@ -1,5 +1,6 @@
-// The fast kernels (portable and AVX2) against the per-pixel reference on random mosaics: every
-// method, phase, sample size, layout, odd and even sizes, padded lines and kept alpha.
+// The fast kernels (portable, and every instruction-set form the processor runs, each chosen through
+// the one dispatcher) against the per-pixel reference on random mosaics: every method, phase, sample
+// size, layout, odd and even sizes, padded lines and kept alpha.
 #include "bayerreference.h"
 #include "colorinterpolation.h"
 
@@ -11,7 +12,7 @@
 
 namespace {
 
-using lxbayer::KernelSet;
+using lxcpu::Level;
 
 struct Layout {
     uint32_t step;
@@ -22,10 +23,11 @@ const Layout kLayouts[] = {{3, false, false, 0}, {3, true, true, 5}, {4, false, 
 const int kSizes[][2] = {{2, 2}, {3, 3}, {2, 5}, {4, 4}, {5, 5}, {7, 3}, {6, 5}, {7, 4}, {9, 7},  {33, 17},
                          {64, 48}, {45, 6}, {67, 9}, {99, 8}, {130, 5}, {41, 11}, {83, 4}};
 
-std::vector<KernelSet> KernelSets() {
-    std::vector<KernelSet> sets{KernelSet::Portable};
-    if (lxbayer::HasAvx2Kernels()) sets.push_back(KernelSet::Best);
-    return sets;
+// Portable and the kernels' own levels above it on this processor.
+std::vector<Level> KernelLevels() {
+    std::vector<Level> levels{Level::Portable};
+    for (Level level : lxcpu::FastLevels(lxbayer::KernelLevelAt)) levels.push_back(level);
+    return levels;
 }
 
 bayerref::Mosaic RandomMosaic(int w, int h, uint32_t filter, int maxSample, std::mt19937& rng) {
@@ -39,7 +41,7 @@ bayerref::Mosaic RandomMosaic(int w, int h, uint32_t filter, int maxSample, std:
 // colour samples against the reference, alpha and padding unchanged.
 template <class T>
 void Check(uint32_t method, const bayerref::Mosaic& m, const bayerref::Planes& ref, int maxv, const Layout& L,
-           KernelSet ks, std::mt19937& rng) {
+           Level level, std::mt19937& rng) {
     const int w = m.w, h = m.h;
     const size_t sp = size_t(w) + L.pad, dp = size_t(w) * L.step + L.pad;
     std::vector<T> src(sp * h, T(0x5A5A)), dst(dp * h);
@@ -54,18 +56,20 @@ void Check(uint32_t method, const bayerref::Mosaic& m, const bayerref::Planes& r
             p[1] = T(ref.At(bayerref::G, x, y, w));
             p[L.bgr ? 0 : 2] = T(ref.At(bayerref::B, x, y, w));
         }
-    const KernelSet old = lxbayer::SetKernelSet(ks);
-    if constexpr (sizeof(T) == 1)
-        lxbayer::BayerToColor(method, m.filter, w, h, src.data(), sp, dst.data(), dp, L.step, L.bgr, L.reverse);
-    else
-        lxbayer::BayerToColor(method, m.filter, w, h, src.data(), sp * 2, dst.data(), dp * 2, L.step, L.bgr,
-                              L.reverse, maxv);
-    lxbayer::SetKernelSet(old);
+    {
+        lxcpu::ForcedLevel forced(level);
+        ASSERT_EQ(lxbayer::KernelLevel(), level);
+        if constexpr (sizeof(T) == 1)
+            lxbayer::BayerToColor(method, m.filter, w, h, src.data(), sp, dst.data(), dp, L.step, L.bgr, L.reverse);
+        else
+            lxbayer::BayerToColor(method, m.filter, w, h, src.data(), sp * 2, dst.data(), dp * 2, L.step, L.bgr,
+                                  L.reverse, maxv);
+    }
     for (size_t i = 0; i < dst.size(); ++i)
         if (dst[i] != expect[i]) {
             const size_t row = i / dp, col = i % dp;
             FAIL() << "method " << method << " filter " << m.filter << " " << w << "x" << h << " step " << L.step
-                   << " bgr " << L.bgr << " reverse " << L.reverse << (ks == KernelSet::Best ? " best" : " portable")
+                   << " bgr " << L.bgr << " reverse " << L.reverse << " " << lxcpu::LevelName(level)
                    << ": line " << row << " pixel " << col / L.step << " sample " << col % L.step << " is "
                    << +dst[i] << ", expected " << +expect[i];
         }
@@ -87,9 +91,9 @@ TEST_P(ReferenceMatch, BytesAndWordsAllPhasesAndLayouts) {
                 const bayerref::Planes ref =
                     bayerref::Demosaic(bayerref::MethodForSize(method, m.w, m.h), m, d[0]);
                 for (const Layout& L : kLayouts)
-                    for (KernelSet ks : KernelSets()) {
-                        if (d[0] == 255) Check<uint8_t>(method, m, ref, d[0], L, ks, rng);
-                        else Check<uint16_t>(method, m, ref, d[0], L, ks, rng);
+                    for (Level level : KernelLevels()) {
+                        if (d[0] == 255) Check<uint8_t>(method, m, ref, d[0], L, level, rng);
+                        else Check<uint16_t>(method, m, ref, d[0], L, level, rng);
                         if (HasFatalFailure()) return;
                     }
             }
@@ -104,7 +108,7 @@ TEST(LuminanceReferenceMatch, BytesAndWordsAllPhases) {
         for (uint32_t filter = 2; filter <= 5; ++filter)
             for (int maxSample : {255, 4095, 65535})
                 for (bool reverse : {false, true})
-                    for (KernelSet ks : KernelSets()) {
+                    for (Level level : KernelLevels()) {
                         const bayerref::Mosaic m = RandomMosaic(sz[0], sz[1], filter, maxSample, rng);
                         const std::vector<int> ref = bayerref::Luminance(m);
                         const int w = m.w, h = m.h, pitch = w + 3;
@@ -115,7 +119,7 @@ TEST(LuminanceReferenceMatch, BytesAndWordsAllPhases) {
                         for (int y = 0; y < h; ++y)
                             for (int x = 0; x < w; ++x)
                                 expect[(reverse ? h - 1 - y : y) * pitch + x] = uint16_t(ref[y * w + x]);
-                        const KernelSet old = lxbayer::SetKernelSet(ks);
+                        lxcpu::ForcedLevel forced(level);
                         if (maxSample == 255) {
                             std::vector<uint8_t> s8(src.begin(), src.end()), d8(dst.size(), 0xEF);
                             std::vector<uint8_t> e8(expect.begin(), expect.end());
@@ -126,14 +130,14 @@ TEST(LuminanceReferenceMatch, BytesAndWordsAllPhases) {
                                                      reverse);
                             EXPECT_EQ(dst, expect) << w << "x" << h << " filter " << filter;
                         }
-                        lxbayer::SetKernelSet(old);
                     }
 }
 
-// The AVX2 kernels against the portable ones on larger random images with odd widths and padded
-// lines (both are also checked against the reference above on smaller ones).
+// The instruction-set forms against the portable one on larger random images with odd widths and
+// padded lines (all are also checked against the reference above on smaller ones).
 TEST(SimdMatchesPortable, LargeOddImages) {
-    if (!lxbayer::HasAvx2Kernels()) GTEST_SKIP() << "no AVX2 on this processor";
+    const std::vector<Level> levels = lxcpu::FastLevels(lxbayer::KernelLevelAt);
+    if (levels.empty()) GTEST_SKIP() << "no instruction-set form of the kernels runs here";
     std::mt19937 rng(99);
     for (int w : {517, 1024, 1001})
         for (uint32_t method = 0; method < 8; ++method) {
@@ -142,19 +146,22 @@ TEST(SimdMatchesPortable, LargeOddImages) {
             for (auto& v : src) v = uint16_t(rng() & 0xFFF);
             std::vector<uint8_t> src8(src.size());
             for (size_t i = 0; i < src.size(); ++i) src8[i] = uint8_t(src[i]);
-            std::vector<uint16_t> a(size_t(dp) * h, 7), b = a;
-            std::vector<uint8_t> a8(a.size(), 7), b8 = a8;
             const uint32_t filter = 2 + method % 4;
-            for (KernelSet ks : {KernelSet::Portable, KernelSet::Best}) {
-                const KernelSet old = lxbayer::SetKernelSet(ks);
-                auto& d = ks == KernelSet::Portable ? a : b;
-                auto& d8 = ks == KernelSet::Portable ? a8 : b8;
+            auto run = [&](Level level, std::vector<uint16_t>& d, std::vector<uint8_t>& d8) {
+                d.assign(size_t(dp) * h, 7);
+                d8.assign(d.size(), 7);
+                lxcpu::ForcedLevel forced(level);
                 lxbayer::BayerToColor(method, filter, w, h, src.data(), sp * 2, d.data(), dp * 2, 4, true, true, 4095);
                 lxbayer::BayerToColor(method, filter, w, h, src8.data(), sp, d8.data(), dp, 4, false, false);
-                lxbayer::SetKernelSet(old);
+            };
+            std::vector<uint16_t> a, b;
+            std::vector<uint8_t> a8, b8;
+            run(Level::Portable, a, a8);
+            for (Level level : levels) {
+                run(level, b, b8);
+                EXPECT_EQ(a, b) << "words, method " << method << " width " << w << ", " << lxcpu::LevelName(level);
+                EXPECT_EQ(a8, b8) << "bytes, method " << method << " width " << w << ", " << lxcpu::LevelName(level);
             }
-            EXPECT_EQ(a, b) << "words, method " << method << " width " << w;
-            EXPECT_EQ(a8, b8) << "bytes, method " << method << " width " << w;
         }
 }
 

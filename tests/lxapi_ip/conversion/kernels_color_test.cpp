@@ -2,6 +2,7 @@
 
 #include <GenICam/GCException.h>
 #include <gtest/gtest.h>
+#include <lxapi/ilxpixelformatinfo.h>
 
 using namespace lxconv;
 using namespace convtest;
@@ -98,16 +99,25 @@ TEST(ConvertColorP, PacksInTheFormatsOrderAndRoundTrips) {
     PutBGR(bgr10, 0, 0, 3, true, 0x3FF, 0x155, 0x001, true);
     ConvertColorToColorP(bgr10.Src(10, 3, true), packed.Dst(10, 1, false), 1, 1, false, nullptr);
     EXPECT_EQ(packed.U32(0, 0), 0x001u | (0x155u << 10) | (0x3FFu << 20));
-    // BGR8 through the table into BGR12p and RGB12p and back: width 5 is 180 bits, 23 bytes.
+    // BGR8 through the table into BGR12p and RGB12p and back: width 5 is 180 bits, 23 bytes, which
+    // go out as 12 whole 16-bit units: byte 23 is written too, as zero.
     std::mt19937 rng(9);
     const size_t w = 5, h = 3;
     auto up = Table(8, 12, 1.0, BitExpansion_LeftShiftBy0), down = Table(12, 8);
     for (bool packedBlueFirst : {true, false}) {
-        Image src(3 * w, h), p(23 + 1, h), back(4 * w, h);
+        Image src(3 * w, h), p(24 + 1, h), back(4 * w, h);
         src.Randomize(rng);
         ConvertColorToColorP(src.Src(8, 3, true), p.Dst(12, 1, packedBlueFirst), w, h, true, up.get());
-        EXPECT_TRUE(p.PaddingIntact(23));
-        EXPECT_EQ(p.Line(h - 1)[22] >> 4, 0); // bits beyond the last sample are zero
+        EXPECT_TRUE(p.PaddingIntact(24));
+        for (size_t y = 0; y < h; ++y) {
+            EXPECT_EQ(p.Line(y)[22] >> 4, 0); // bits beyond the last sample are zero
+            EXPECT_EQ(p.Line(y)[23], 0);      // and so is the rest of the last unit
+        }
+        // A destination line shorter than its whole units is refused.
+        Image shortLines(23, h);
+        EXPECT_THROW(ConvertColorToColorP(src.Src(8, 3, true), shortLines.Dst(12, 1, packedBlueFirst), w, h, false,
+                                          up.get()),
+                     GenICam::InvalidArgumentException);
         // The first sample of the stream is blue for BGR12p, red for RGB12p.
         EXPECT_EQ(p.U16(0, h - 1) & 0xFFF, uint32_t(src.U8(packedBlueFirst ? 0 : 2, 0)) << 4);
         ConvertColorPToColor(p.Src(12, 1, packedBlueFirst), back.Dst(8, 4, true), w, h, true, down.get());
@@ -144,7 +154,7 @@ TEST(ConvertColor32, FieldLayoutsAndTheTableToTenBits) {
 TEST(ConvertColorToBayer, EachSiteTakesItsSampleAndReverseFollowsTheDestination) {
     // Colour of each site for the phases RG, GR, GB, BG (1 blue, 2 green, 3 red).
     const uint32_t sites[4][2][2] = {{{3, 2}, {2, 1}}, {{2, 3}, {1, 2}}, {{2, 1}, {3, 2}}, {{1, 2}, {2, 3}}};
-    for (uint32_t phase = BayerPhase_RG; phase <= BayerPhase_BG; ++phase)
+    for (uint32_t phase = LxColorFilter_Red; phase <= LxColorFilter_Blue; ++phase)
         for (size_t h : {2u, 3u})
             for (bool reverse : {false, true}) {
                 // Pixel (x, y) has blue 1, green 2, red 3 plus k = 10 * (2y + x).
@@ -166,11 +176,11 @@ TEST(ConvertColorToBayer, EachSiteTakesItsSampleAndReverseFollowsTheDestination)
     // 16 bits, RGB order, odd width.
     Image rgb16(18, 1), bayer(6, 1);
     for (uint32_t x = 0; x < 3; ++x) PutBGR(rgb16, x, 0, 3, false, 0x100 + x, 0x200 + x, 0x300 + x, true);
-    ConvertColorToBayer(rgb16.Src(12, 3, false), bayer.Dst(12), 3, 1, false, BayerPhase_GB);
+    ConvertColorToBayer(rgb16.Src(12, 3, false), bayer.Dst(12), 3, 1, false, LxColorFilter_GreenB);
     EXPECT_EQ(bayer.U16(0, 0), 0x200u);
     EXPECT_EQ(bayer.U16(1, 0), 0x101u);
     EXPECT_EQ(bayer.U16(2, 0), 0x202u);
-    EXPECT_THROW(ConvertColorToBayer(rgb16.Src(12, 3), bayer.Dst(8), 3, 1, false, BayerPhase_GB),
+    EXPECT_THROW(ConvertColorToBayer(rgb16.Src(12, 3), bayer.Dst(8), 3, 1, false, LxColorFilter_GreenB),
                  GenICam::InvalidArgumentException);
 }
 

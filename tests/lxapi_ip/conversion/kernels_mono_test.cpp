@@ -178,19 +178,39 @@ TEST(ConvertPacked, UnpacksAndPacksPairsAndTheOddLastPixel) {
         }
 }
 
-TEST(ConvertCopy, CopiesTheShorterPitchPerLineAndPlane) {
+TEST(ConvertCopy, CopiesEachLinesOwnBytesPerLineAndPlane) {
     const size_t h = 3;
     Image src(6, h, 3), dst(4, h, 3), same(6, h, 3), wide(8, h);
     std::mt19937 rng(5);
     src.Randomize(rng);
-    ConvertCopy(src.Src(8), dst.Dst(8), h, 3, true);
+    ConvertCopy(src.Src(8), dst.Dst(8), 4, h, 3, true);
     for (size_t p = 0; p < 3; ++p)
         for (size_t y = 0; y < h; ++y) ASSERT_EQ(std::memcmp(dst.Line(h - 1 - y, p), src.Line(y, p), 4), 0);
-    ConvertCopy(src.Src(8), same.Dst(8), h, 3, false); // one block, padding included
-    EXPECT_EQ(same.bytes, src.bytes);
-    ConvertCopy(src.Src(8), wide.Dst(8), h, 1, false); // a wider destination keeps its padding
+    // Equal pitches: one block per plane from the first line to the end of the last line's bytes.
+    ConvertCopy(src.Src(8), same.Dst(8), 4, h, 3, false);
+    for (size_t p = 0; p < 3; ++p) {
+        EXPECT_EQ(std::memcmp(same.Line(0, p), src.Line(0, p), 6 * (h - 1) + 4), 0);
+        EXPECT_EQ(same.Line(h - 1, p)[4], kMarker);
+        EXPECT_EQ(same.Line(h - 1, p)[5], kMarker);
+    }
+    ConvertCopy(src.Src(8), wide.Dst(8), 6, h, 1, false); // a wider destination keeps its padding
     EXPECT_TRUE(wide.PaddingIntact(6));
     EXPECT_EQ(std::memcmp(wide.Line(2), src.Line(2), 6), 0);
+
+    // A source whose memory ends with its last line's bytes, as a view on the last columns of its
+    // parent does: nothing past them is read, line by line or in one block (the sanitizer build
+    // sees any byte more).
+    for (size_t dstPitch : {size_t(6), size_t(8)}) {
+        std::vector<uint8_t> exact(6 * (h - 1) + 4);
+        for (size_t i = 0; i < exact.size(); ++i) exact[i] = uint8_t(i + 1);
+        SourceImage view;
+        view.data = exact.data();
+        view.pitch = 6;
+        Image out(dstPitch, h);
+        ConvertCopy(view, out.Dst(8), 4, h, 1, false);
+        for (size_t y = 0; y < h; ++y) ASSERT_EQ(std::memcmp(out.Line(y), exact.data() + 6 * y, 4), 0);
+        EXPECT_EQ(out.Line(h - 1)[4], kMarker);
+    }
 }
 
 TEST(KernelChecks, BadDescriptionsAreRefusedBeforeWriting) {

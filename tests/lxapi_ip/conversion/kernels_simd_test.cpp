@@ -1,6 +1,7 @@
 // The instruction-set specific row functions give the same bytes as the portable ones: random data,
 // odd widths, padded lines, reverse on and off, and destination buffers with random contents (so
-// kept alpha samples and padding are compared too).
+// kept alpha samples and padding are compared too). Every level at which the row functions have a
+// form of their own and the processor runs it is compared, each chosen through the one dispatcher.
 #include "testimage.h"
 
 #include <gtest/gtest.h>
@@ -17,22 +18,28 @@ const size_t kWidths[] = {1, 2, 5, 9, 15, 16, 17, 31, 33, 47, 64, 101, 255, 1031
 class SimdMatchesPortable : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (SupportedSimdLevel() == SimdLevel::Portable) GTEST_SKIP() << "no AVX2 on this processor";
+        levels = FastLevels();
+        if (levels.empty()) GTEST_SKIP() << "no instruction-set form of the row functions runs here";
     }
 
-    // Runs `convert` into two copies of one random destination, once per level, and compares.
+    // Runs `convert` into copies of one random destination, once per level, and compares every fast
+    // level's bytes with the portable ones.
     void Check(const Image& dstTemplate, const std::function<void(Image&)>& convert, const char* what) {
-        Image portable = dstTemplate, fast = dstTemplate;
+        Image portable = dstTemplate;
         {
-            SimdScope scope(SimdLevel::Portable);
+            lxcpu::ForcedLevel forced(lxcpu::Level::Portable);
+            ASSERT_EQ(KernelLevel(), lxcpu::Level::Portable);
             convert(portable);
         }
-        {
-            SimdScope scope(SimdLevel::Avx2);
-            ASSERT_EQ(ActiveSimdLevel(), SimdLevel::Avx2);
-            convert(fast);
+        for (lxcpu::Level level : levels) {
+            Image fast = dstTemplate;
+            {
+                lxcpu::ForcedLevel forced(level);
+                ASSERT_EQ(KernelLevel(), level);
+                convert(fast);
+            }
+            ASSERT_EQ(portable.bytes, fast.bytes) << what << ", " << lxcpu::LevelName(level);
         }
-        ASSERT_EQ(portable.bytes, fast.bytes) << what;
     }
 
     // A random image of `lineBytes` bytes per line and up to 5 bytes of padding.
@@ -43,6 +50,7 @@ protected:
     }
 
     std::mt19937 rng{2024};
+    std::vector<lxcpu::Level> levels;
 };
 
 TEST_F(SimdMatchesPortable, EightBitColourOrderAndAlpha) {
@@ -122,16 +130,20 @@ TEST_F(SimdMatchesPortable, ComputedTableFormsOverEverySampleValue) {
                 auto t = Table(s, d, 1.0, mode);
                 if (t->GetForm() == BitConversionTable::Form::Lookup) continue;
                 const size_t w = size_t(1) << s, sb = s > 8 ? 2 : 1, db = d > 8 ? 2 : 1;
-                Image src(sb * w, 1), dst(db * w, 1);
+                Image src(sb * w, 1);
                 for (size_t x = 0; x < w; ++x) sb == 2 ? src.Set16(x, 0, uint32_t(x)) : src.Set8(x, 0, uint32_t(x));
-                {
-                    SimdScope scope(SimdLevel::Avx2);
-                    ConvertUnpacked(src.Src(s), dst.Dst(d), w, 1, false, t.get());
-                }
-                for (size_t x = 0; x < w; ++x) {
-                    const uint32_t got = db == 2 ? dst.U16(x, 0) : dst.U8(x, 0);
-                    ASSERT_EQ(got, uint32_t(db == 2 ? t->Entries()[x] : t->Entries()[x] & 0xFF))
-                        << s << "->" << d << " mode " << mode << " sample " << x;
+                for (lxcpu::Level level : levels) {
+                    Image dst(db * w, 1);
+                    {
+                        lxcpu::ForcedLevel forced(level);
+                        ConvertUnpacked(src.Src(s), dst.Dst(d), w, 1, false, t.get());
+                    }
+                    for (size_t x = 0; x < w; ++x) {
+                        const uint32_t got = db == 2 ? dst.U16(x, 0) : dst.U8(x, 0);
+                        ASSERT_EQ(got, uint32_t(db == 2 ? t->Entries()[x] : t->Entries()[x] & 0xFF))
+                            << s << "->" << d << " mode " << mode << " sample " << x << ", "
+                            << lxcpu::LevelName(level);
+                    }
                 }
             }
 }

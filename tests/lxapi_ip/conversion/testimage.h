@@ -85,10 +85,7 @@ inline lxconv::BitConversionTableRef TableOf(unsigned s, unsigned d, const std::
     return lxconv::BitConversionTableRef(lxconv::BitConversionTable::CreateFromEntries(s, d, entries.data()));
 }
 
-// Restores the best instruction-set level at scope end.
-struct SimdScope {
-    explicit SimdScope(lxconv::SimdLevel level) { lxconv::ForceSimdLevel(level); }
-    ~SimdScope() { lxconv::ForceSimdLevel(lxconv::SupportedSimdLevel()); }
-};
+// The row functions' own levels above portable on this processor.
+inline std::vector<lxcpu::Level> FastLevels() { return lxcpu::FastLevels(lxconv::KernelLevelAt); }
 
 } // namespace convtest
