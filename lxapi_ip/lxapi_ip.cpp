@@ -1,5 +1,8 @@
-// The exported factories: each checks that the SDK is initialised, then the range of its argument,
-// then makes the module and hands out its releasable interface.
+// The exported factories and the registry of module types. Each factory checks that the SDK is
+// initialised, then the range of its argument, then makes the module and hands out its releasable
+// interface; everything it needs to know of a type stands in that type's row below.
+#include "frame/lxmoduleregistry.h"
+#include "lxdescriptions.h"
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
@@ -7,69 +10,108 @@
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
 
+#include <iterator>
+
 namespace {
 
-const char* const FilterTypeNames[] = {
-    "LxFilterType_GammaCorrection", "LxFilterType_ColorTransformation", "LxFilterType_EdgeEnhancement",
-    "LxFilterType_BalanceRatio",    "LxFilterType_NoiseReduction",      "LxFilterType_FlatFieldCorrection",
-    "LxFilterType_ChromaSuppression", "LxFilterType_SNMeasurement",     "LxFilterType_GraphData",
-    "LxFilterType_ImageAveraging",  "LxFilterType_DefectivePixelDetection",
-};
-const char* const ConverterTypeNames[] = {"LxConverterType_PixelFormat", "LxConverterType_Reverse"};
-const char* const FilerTypeNames[] = {"LxFilerType_StillImage", "LxFilerType_Video"};
+template <class Module, class Releasable>
+Releasable* Make() {
+    return lxip::TranslateBadAlloc([] { return static_cast<Releasable*>(new Module()); });
+}
+template <class Filter>
+ILxFilterInfo* InfoOf() {
+    return &CFilterInfo<Filter>::Instance();
+}
 
-constexpr long long FilterTypeCount = 11;
-constexpr long long ConverterTypeCount = 2;
-constexpr long long FilerTypeCount = 2;
+namespace res = lxres;
+using F = ILxFilterReleasable;
+
+constexpr lxip::FilterRecord Filters[] = {
+    {LxFilterType_GammaCorrection, "LxFilterType_GammaCorrection", "Gamma Correction",
+     res::lxgammacorrectionfilter::ResourceId, &Make<CLxGammaCorrectionFilter, F>, &InfoOf<CLxGammaCorrectionFilter>},
+    {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation", 0, nullptr, nullptr},
+    {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
+    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
+    {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
+    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
+     nullptr},
+    {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression", 0, nullptr, nullptr},
+    {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
+    {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
+    {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging", 0, nullptr, nullptr},
+    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection", 0,
+     nullptr, nullptr},
+};
+
+constexpr lxip::ConverterRecord Converters[] = {
+    {LxConverterType_PixelFormat, "LxConverterType_PixelFormat", "Pixel Format",
+     res::lxpixelformatconverter::ResourceId, &Make<CLxPixelFormatConverter, ILxConverterReleasable>, nullptr},
+    {LxConverterType_Reverse, "LxConverterType_Reverse", "Reverse", 0, nullptr, nullptr},
+};
+
+// The video filer's display name is "AVI" although its model name says Video.
+constexpr lxip::FilerRecord Filers[] = {
+    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", 0, nullptr, nullptr},
+    {LxFilerType_Video, "LxFilerType_Video", "AVI", 0, nullptr, nullptr},
+};
+
+// Each row stands at the index of its type.
+template <class Record, size_t N>
+constexpr bool Ordered(const Record (&rows)[N]) {
+    for (size_t i = 0; i < N; ++i)
+        if (static_cast<size_t>(rows[i].type) != i) return false;
+    return true;
+}
+static_assert(Ordered(Filters) && std::size(Filters) == 11);
+static_assert(Ordered(Converters) && std::size(Converters) == 2);
+static_assert(Ordered(Filers) && std::size(Filers) == 2);
+
+// The row of `type`, after the range check with `exportName` in the text.
+template <class Record, size_t N>
+const Record& Checked(const Record (&rows)[N], const char* exportName, long long type) {
+    lxip::CheckRangeInteger(exportName, type, 0, static_cast<long long>(N));
+    return rows[type];
+}
 
 [[noreturn]] void ThrowNotAvailable(const char* exportName, const char* typeName) {
     throw RUNTIME_EXCEPTION("%s: %s is not yet available in this build.", exportName, typeName);
 }
 
-template <class Module, class Releasable>
-Releasable* MakeModule() {
-    return lxip::TranslateBadAlloc([] { return static_cast<Releasable*>(new Module()); });
+template <class Record, size_t N>
+auto Create(const Record (&rows)[N], const char* exportName, long long type) {
+    CheckLxApiInitialized();
+    const Record& r = Checked(rows, exportName, type);
+    if (!r.create) ThrowNotAvailable(exportName, r.typeName);
+    return r.create();
 }
 
 } // namespace
 
-ILxFilterReleasable* CreateILxFilter(ELxFilterType_t type) {
-    CheckLxApiInitialized();
-    lxip::CheckRangeInteger("CreateILxFilter", type, 0, FilterTypeCount);
-    switch (type) {
-    case LxFilterType_GammaCorrection: return MakeModule<CLxGammaCorrectionFilter, ILxFilterReleasable>();
-    default: ThrowNotAvailable("CreateILxFilter", FilterTypeNames[type]);
-    }
-}
+namespace lxip {
+const FilterRecord& RecordOf(ELxFilterType_t type) noexcept { return Filters[type]; }
+const ConverterRecord& RecordOf(ELxConverterType_t type) noexcept { return Converters[type]; }
+const FilerRecord& RecordOf(ELxFilerType_t type) noexcept { return Filers[type]; }
+} // namespace lxip
+
+ILxFilterReleasable* CreateILxFilter(ELxFilterType_t type) { return Create(Filters, "CreateILxFilter", type); }
 
 ILxFilterInfo* GetILxFilterInfo(ELxFilterType_t type) {
     CheckLxApiInitialized();
     // The text names the factory, not this export: the wording is kept on purpose.
-    lxip::CheckRangeInteger("CreateILxFilter", type, 0, FilterTypeCount);
-    switch (type) {
-    case LxFilterType_GammaCorrection: return &CFilterInfo<CLxGammaCorrectionFilter>::Instance();
-    default: ThrowNotAvailable("GetILxFilterInfo", FilterTypeNames[type]);
-    }
+    const lxip::FilterRecord& r = Checked(Filters, "CreateILxFilter", type);
+    if (!r.info) ThrowNotAvailable("GetILxFilterInfo", r.typeName);
+    return r.info();
 }
 
 ILxConverterReleasable* CreateILxConverter(ELxConverterType_t type) {
-    CheckLxApiInitialized();
-    lxip::CheckRangeInteger("CreateILxConverter", type, 0, ConverterTypeCount);
-    switch (type) {
-    case LxConverterType_PixelFormat: return MakeModule<CLxPixelFormatConverter, ILxConverterReleasable>();
-    default: ThrowNotAvailable("CreateILxConverter", ConverterTypeNames[type]);
-    }
+    return Create(Converters, "CreateILxConverter", type);
 }
 
-ILxFilerReleasable* CreateILxFiler(ELxFilerType_t type) {
-    CheckLxApiInitialized();
-    lxip::CheckRangeInteger("CreateILxFiler", type, 0, FilerTypeCount);
-    ThrowNotAvailable("CreateILxFiler", FilerTypeNames[type]);
-}
+ILxFilerReleasable* CreateILxFiler(ELxFilerType_t type) { return Create(Filers, "CreateILxFiler", type); }
 
 ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAllocator* /*allocator*/) {
     CheckLxApiInitialized();
-    ThrowNotAvailable("CreateILxGraphDataFilter", "LxFilterType_GraphData");
+    ThrowNotAvailable("CreateILxGraphDataFilter", Filters[LxFilterType_GraphData].typeName);
 }
 
 ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(ILxSpecificTypeAllocator* /*allocator*/) {

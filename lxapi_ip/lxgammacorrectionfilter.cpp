@@ -1,14 +1,17 @@
 #include "lxgammacorrectionfilter.h"
 
+#include "frame/lxmoduleregistry.h"
+#include "lxdescriptions.h"
+
 #include <lxapi/lxpixelformat.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 
 // ---------------------------------------------------------------------------------------------------
 // The table
-
-CLxGammaTable::~CLxGammaTable() { Release(m_table); }
 
 double CLxGammaTable::GetGamma() {
     GenApi::AutoLock guard(m_lock);
@@ -20,30 +23,12 @@ void CLxGammaTable::SetGamma(double gamma) {
     m_gammaWanted = gamma;
 }
 
-void CLxGammaTable::Release(SharedTable* table) noexcept {
-    if (table && table->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        delete[] table->entries;
-        delete table;
-    }
-}
-
-CLxGammaTable::SharedTable* CLxGammaTable::Acquire(size_t bits, uint16_t lo, uint16_t hi) {
+CLxGammaTable::Ref CLxGammaTable::Acquire(size_t bits, uint16_t lo, uint16_t hi) {
     const double gamma = GetGamma();
     // Exactly 1.0 is the identity; any other value, even very close, makes a table.
-    if (gamma == 1.0) return nullptr;
-    // The limits are not part of the key: a table made for one format of these bits serves the next.
-    if (m_table && m_bits == bits && m_gamma == gamma) {
-        m_table->references.fetch_add(1, std::memory_order_relaxed);
-        return m_table;
-    }
-    Release(m_table);
-    m_table = nullptr;
-    m_bits = bits;
-    m_gamma = gamma;
-    // On failure the holder keeps the new key with no table, so the next call tries again.
-    m_table = lxip::TranslateBadAlloc([&] { return Build(bits, gamma, lo, hi); });
-    m_table->references.store(2, std::memory_order_relaxed);
-    return m_table;
+    if (gamma == 1.0) return Ref();
+    // On failure the cache keeps the new key with no table, so the next call tries again.
+    return m_tables.Acquire(Key{bits, gamma}, [&] { return Build(bits, gamma, lo, hi); });
 }
 
 // Entries i = lo..hi: v = pow(k / range, gamma) * range + lo + 0.5 with k = i - lo, truncated, and hi
@@ -55,7 +40,9 @@ CLxGammaTable::SharedTable* CLxGammaTable::Build(size_t bits, double gamma, uint
     const uint32_t count = 1u << bits;
     if (hi == 0) hi = static_cast<uint16_t>(count - 1);
     const uint32_t allocated = bits > 8 ? 65536u : count;
-    std::unique_ptr<uint16_t[]> entries(new uint16_t[allocated]);
+    std::unique_ptr<SharedTable, void (*)(SharedTable*)> table(SharedTable::Create(allocated),
+                                                               [](SharedTable* t) { t->Release(); });
+    uint16_t* entries = table->Entries();
     const double range = static_cast<double>(static_cast<uint16_t>(hi - lo));
     if (lo <= hi) {
         for (uint32_t i = lo, k = 0; i <= hi; ++i, ++k) {
@@ -67,9 +54,7 @@ CLxGammaTable::SharedTable* CLxGammaTable::Build(size_t bits, double gamma, uint
     } else {
         for (uint32_t i = 0; i < allocated; ++i) entries[i] = static_cast<uint16_t>(i < count ? i : count - 1);
     }
-    auto* table = new SharedTable{entries.get(), {0}};
-    entries.release();
-    return table;
+    return table.release();
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -78,8 +63,32 @@ CLxGammaTable::SharedTable* CLxGammaTable::Build(size_t bits, double gamma, uint
 
 namespace {
 
+// Lines of 16-bit samples that do not start on an even address (an odd pitch, or a caller's buffer
+// at an odd address): each sample is read and written through memcpy.
+template <size_t Step, size_t Mapped>
+void MapUnalignedWords(uint8_t* base, size_t height, size_t pitch, size_t groups, const uint16_t* table) {
+    for (size_t y = 0; y < height; ++y) {
+        uint8_t* s = base + y * pitch;
+        for (size_t g = 0; g < groups; ++g, s += 2 * Step) {
+            for (size_t c = 0; c < Mapped; ++c) {
+                uint16_t v;
+                std::memcpy(&v, s + 2 * c, 2);
+                v = table[v];
+                std::memcpy(s + 2 * c, &v, 2);
+            }
+        }
+    }
+}
+
 template <class Sample, size_t Step, size_t Mapped>
 void MapSamples(uint8_t* base, size_t height, size_t pitch, size_t groups, const uint16_t* table) {
+    if constexpr (sizeof(Sample) > 1) {
+        // One test per image; the aligned loop below stays as it is.
+        if ((reinterpret_cast<uintptr_t>(base) | pitch) % alignof(Sample) != 0) {
+            MapUnalignedWords<Step, Mapped>(base, height, pitch, groups, table);
+            return;
+        }
+    }
     for (size_t y = 0; y < height; ++y) {
         Sample* s = reinterpret_cast<Sample*>(base + y * pitch);
         for (size_t g = 0; g < groups; ++g, s += Step) {
@@ -100,12 +109,6 @@ ImageFacts Facts(ILxImage* image) {
     return {static_cast<uint8_t*>(image->GetImageBuffer()), image->GetImageWidth(), image->GetImageHeight(),
             image->GetImageLinePitch(), image->GetImagePixelFormat()};
 }
-
-// Holds a table reference for the duration of one Filter call.
-struct TableReference {
-    CLxGammaTable::SharedTable* table;
-    ~TableReference() { CLxGammaTable::Release(table); }
-};
 
 } // namespace
 
@@ -148,9 +151,27 @@ const CLxHandlerTable<CLxGammaCorrectionFilter::Handler>& CLxGammaCorrectionFilt
 namespace {
 // Filled at library load, as every handler table is.
 const auto& g_gammaHandlers = CLxGammaCorrectionFilter::Handlers();
+namespace R = lxres::lxgammacorrectionfilter;
 } // namespace
 
-CLxGammaCorrectionFilter::CLxGammaCorrectionFilter() : CLxIPModuleBase(ResourceId) { (void)g_gammaHandlers; }
+// Gamma and its read-only bounds.
+struct CLxGammaCorrectionFilter::Registers {
+    using C = CLxGammaCorrectionFilter;
+    static constexpr double GammaMin = 0.0;
+    static constexpr double GammaMax = 4.0;
+    static constexpr auto Gamma = lxip::Bind<C>(R::GammaReg)
+                                      .Accessor(&C::GetGamma, &C::StoreGamma)
+                                      .Range(lxip::FloatBetween("value", GammaMin, GammaMax));
+    static constexpr auto GammaMinimum = lxip::Bind<C>(R::GammaMinReg).Constant(GammaMin);
+    static constexpr auto GammaMaximum = lxip::Bind<C>(R::GammaMaxReg).Constant(GammaMax);
+    static constexpr auto File = lxip::MakeRegisterFile(Gamma, GammaMinimum, GammaMaximum);
+    static_assert(lxip::Covers(File, R::RegisterNodes), "the declarations must serve the description");
+};
+
+CLxGammaCorrectionFilter::CLxGammaCorrectionFilter()
+    : CLxIPModuleBase(lxip::RecordOf(FilterType).resourceId, Registers::File.View(), this) {
+    (void)g_gammaHandlers;
+}
 
 ILxFilterInfo* CLxGammaCorrectionFilter::GetFilterInfo() { return &CFilterInfo<CLxGammaCorrectionFilter>::Instance(); }
 
@@ -163,34 +184,9 @@ ILxImage* CLxGammaCorrectionFilter::Filter(ILxImage* image) {
 
 double CLxGammaCorrectionFilter::GetGamma() { return m_gammaTable.GetGamma(); }
 
-void CLxGammaCorrectionFilter::SetGamma(double value) {
-    lxip::CheckRangeDouble("value", value, m_gammaMin, m_gammaMax);
-    SetGammaInternal(value, true);
-}
+void CLxGammaCorrectionFilter::SetGamma(double value) { Registers::Gamma.Set(*this, value); }
 
-void CLxGammaCorrectionFilter::SetGammaInternal(double value, bool notify) {
-    if (m_gammaTable.GetGamma() == value) return;
-    m_gammaTable.SetGamma(value);
-    if (notify) NotifyRegisterChanged("GammaReg");
-}
-
-bool CLxGammaCorrectionFilter::ReadRegister(void* buffer, int64_t address, int64_t* length) {
-    switch (address) {
-    case GammaReg: return LxReadRegisterValue(buffer, length, m_gammaTable.GetGamma());
-    case GammaMinReg: return LxReadRegisterValue(buffer, length, m_gammaMin);
-    case GammaMaxReg: return LxReadRegisterValue(buffer, length, m_gammaMax);
-    default: return CLxIPModuleBase::ReadRegister(buffer, address, length);
-    }
-}
-
-bool CLxGammaCorrectionFilter::WriteRegister(const void* buffer, int64_t address, int64_t* length) {
-    if (address != GammaReg) return CLxIPModuleBase::WriteRegister(buffer, address, length);
-    // No range check here: the Gamma node has checked against its bounds and is the writer.
-    SetGammaInternal(LxWrittenRegisterValue<double>(buffer, length), false);
-    return true;
-}
-
-CLxGammaTable::SharedTable* CLxGammaCorrectionFilter::AcquireTable(size_t bits, uint16_t lo, uint16_t hi) {
+CLxGammaTable::Ref CLxGammaCorrectionFilter::AcquireTable(size_t bits, uint16_t lo, uint16_t hi) {
     GenApi::AutoLock guard(m_workLock);
     return m_gammaTable.Acquire(bits, lo, hi);
 }
@@ -200,9 +196,9 @@ template <class Sample>
 void CLxGammaCorrectionFilter::FilterMono(ILxImage* image) {
     const ImageFacts f = Facts(image);
     const size_t bits = sizeof(Sample) == 1 ? 8 : GetILxPixelFormatInfo(f.format)->GetComponentBits();
-    const TableReference ref{AcquireTable(bits, 0, 0)};
-    if (!ref.table) return;
-    MapSamples<Sample, 1, 1>(f.base, f.height, f.pitch, f.width, ref.table->entries);
+    const CLxGammaTable::Ref table = AcquireTable(bits, 0, 0);
+    if (!table) return;
+    MapSamples<Sample, 1, 1>(f.base, f.height, f.pitch, f.width, table->Entries());
 }
 
 // Colour: the first three samples of each pixel; an alpha sample stays.
@@ -211,12 +207,12 @@ void CLxGammaCorrectionFilter::FilterColor(ILxImage* image) {
     const ImageFacts f = Facts(image);
     ILxPixelFormatInfo* info = GetILxPixelFormatInfo(f.format);
     const size_t bits = sizeof(Sample) == 1 ? 8 : info->GetComponentBits();
-    const TableReference ref{AcquireTable(bits, 0, 0)};
-    if (!ref.table) return;
+    const CLxGammaTable::Ref table = AcquireTable(bits, 0, 0);
+    if (!table) return;
     if (info->GetComponentCount() == 4)
-        MapSamples<Sample, 4, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
+        MapSamples<Sample, 4, 3>(f.base, f.height, f.pitch, f.width, table->Entries());
     else
-        MapSamples<Sample, 3, 3>(f.base, f.height, f.pitch, f.width, ref.table->entries);
+        MapSamples<Sample, 3, 3>(f.base, f.height, f.pitch, f.width, table->Entries());
 }
 
 // Only the luma bytes: YCbCr8 the first of every 3; the 4:2:2 forms the first of every 2; YCbCr411_8
@@ -225,9 +221,9 @@ void CLxGammaCorrectionFilter::FilterColor(ILxImage* image) {
 void CLxGammaCorrectionFilter::FilterLuma(ILxImage* image) {
     const ImageFacts f = Facts(image);
     const bool limited = f.format == LxPixelFormat_YCbCr709_422_8;
-    const TableReference ref{AcquireTable(8, limited ? 16 : 0, limited ? 255 : 0)};
-    if (!ref.table) return;
-    const uint16_t* t = ref.table->entries;
+    const CLxGammaTable::Ref table = AcquireTable(8, limited ? 16 : 0, limited ? 255 : 0);
+    if (!table) return;
+    const uint16_t* t = table->Entries();
     switch (f.format) {
     case LxPixelFormat_YCbCr8: MapSamples<uint8_t, 3, 1>(f.base, f.height, f.pitch, f.width, t); break;
     case LxPixelFormat_YCbCr411_8:

@@ -2,6 +2,9 @@
 // A table is filled once when the library is loaded, from a constant list, and only read afterwards.
 #pragma once
 
+#include "frame/lxmoduleregistry.h"
+#include "lxpixelformatname.h"
+
 #include <GenICam/GCException.h>
 #include <lxapi/ilxconverter.h>
 #include <lxapi/ilxfilter.h>
@@ -24,12 +27,12 @@ public:
     bool Contains(uint32_t pixelFormat) const { return m_map.count(pixelFormat) != 0; }
     size_t Size() const { return m_map.size(); }
 
-    // The handler of the image's format; "Not supported pixelformat %s" if there is none.
+    // The handler of the image's format; "Not supported pixelformat %s" if there is none, with the
+    // code in hex when the sister library does not know it either.
     Handler Require(uint32_t pixelFormat) const {
         const Handler handler = Find(pixelFormat);
         if (!handler)
-            throw RUNTIME_EXCEPTION("Not supported pixelformat %s",
-                                    GetILxPixelFormatInfo(pixelFormat)->GetName().c_str());
+            throw RUNTIME_EXCEPTION("Not supported pixelformat %s", lxip::PixelFormatName(pixelFormat).c_str());
         return handler;
     }
 
@@ -43,7 +46,7 @@ template <class Filter>
 class CFilterInfo : public ILxFilterInfo {
 public:
     ELxFilterType_t GetFilterType() override { return Filter::FilterType; }
-    GenICam::gcstring GetDisplayName() override { return Filter::DisplayName; }
+    GenICam::gcstring GetDisplayName() override { return lxip::RecordOf(Filter::FilterType).displayName; }
     bool IsSupportedPixelFormat(uint32_t pixelFormat) override { return Filter::Handlers().Contains(pixelFormat); }
 
     static CFilterInfo& Instance() {

@@ -2,6 +2,7 @@
 // the register port "IPPort" behind which all parameters lie, and a pool of temporary image buffers.
 #pragma once
 
+#include "frame/lxregisterbinding.h"
 #include "lxiputil.h"
 #include "lxresources.h"
 
@@ -9,15 +10,20 @@
 #include <lxapi/lxapi_tl.h>
 #include <lxsdkcommon/lxcallbackmanager.h>
 
+#include <atomic>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
 template <class T>
 class CLxIPModuleBase : public T, public GenApi::IPort {
 public:
-    explicit CLxIPModuleBase(int32_t resourceId)
-        : m_resourceId(resourceId), m_accessMode(GenApi::RW), m_portName("IPPort"), m_nodeMap("Device") {}
+    // `registers` are the module's register declarations and `owner` the module object they are
+    // served on (the most derived `this`).
+    CLxIPModuleBase(int32_t resourceId, lxip::RegisterFileView registers, void* owner)
+        : m_resourceId(resourceId), m_accessMode(GenApi::RW), m_portName("IPPort"), m_nodeMap("Device"),
+          m_registers(registers), m_registerOwner(owner) {}
 
     CLxIPModuleBase(const CLxIPModuleBase&) = delete;
     CLxIPModuleBase& operator=(const CLxIPModuleBase&) = delete;
@@ -44,7 +50,7 @@ public:
     // Loads the embedded description at the first call and connects this module's port to it. Two
     // first calls on two threads at once are not supported.
     GenApi::INodeMap* GetINodeMap() override {
-        if (m_nodeMapReady) return m_nodeMap._GetNodeMap();
+        if (m_nodeMapReady.load(std::memory_order_acquire)) return m_nodeMap._GetNodeMap();
         const lxip::LxResource resource = lxip::FindDescriptionResource(m_resourceId);
         if (resource.data) {
             lxip::TranslateBadAlloc([&] {
@@ -54,7 +60,7 @@ public:
         }
         // On an empty reference this raises "Feature not present (reference not valid)".
         m_nodeMap._Connect(this, m_portName);
-        m_nodeMapReady = true;
+        m_nodeMapReady.store(true, std::memory_order_release);
         return m_nodeMap._GetNodeMap();
     }
 
@@ -71,46 +77,38 @@ public:
     }
     GenApi::EAccessMode GetAccessMode() const override { return m_accessMode; }
 
-    // The base answers address 0 (SizeTSize: one byte, the width of size_t) for every module.
+    // The base answers address 0 (SizeTSize: one byte, the width of size_t) for every module, and the
+    // module's declared registers at theirs. A module with registers of another shape overrides these.
     virtual bool ReadRegister(void* buffer, int64_t address, int64_t* length) {
-        if (address != 0) return false;
-        if (*length < 1)
-            throw OUT_OF_RANGE_EXCEPTION("%s = %lld must be equal or greater than Min = %lld", "Length",
-                                         static_cast<long long>(*length), 1LL);
-        *static_cast<uint8_t*>(buffer) = static_cast<uint8_t>(sizeof(size_t));
-        *length = 1;
-        return true;
+        if (address == 0) {
+            if (*length < 1) lxip::ThrowShortLength(*length, 1);
+            *static_cast<uint8_t*>(buffer) = static_cast<uint8_t>(sizeof(size_t));
+            *length = 1;
+            return true;
+        }
+        const lxip::RegisterEntry* e = m_registers.Find(address);
+        return e && e->read(e->binding, m_registerOwner, buffer, length);
     }
-    virtual bool WriteRegister(const void* /*buffer*/, int64_t /*address*/, int64_t* /*length*/) { return false; }
+    virtual bool WriteRegister(const void* buffer, int64_t address, int64_t* length) {
+        const lxip::RegisterEntry* e = m_registers.Find(address);
+        return e && e->write(e->binding, m_registerOwner, buffer, length);
+    }
 
 protected:
+    // ---- used by the register declarations ----
+    // Guards the parameters that the declarations keep in fields of the module.
+    GenApi::CLock& ParameterLock() noexcept { return m_parameterLock; }
+
     // Invalidates the node `registerName` so that cached feature values are read anew. Does nothing
     // before the description is loaded; a missing node or any failure is dropped, so that a setter
     // never fails because of its node.
     void NotifyRegisterChanged(const GenICam::gcstring& registerName) noexcept {
-        if (!m_nodeMapReady) return;
+        if (!m_nodeMapReady.load(std::memory_order_acquire)) return;
         try {
             GenApi::INode* node = GetINodeMap()->GetNode(registerName);
             if (node) node->InvalidateNode();
         } catch (...) {
         }
-    }
-
-    // The internal setter shape shared by all parameters: nothing happens for an equal value; a
-    // change is stored under the parameter's lock and, if asked, announced to the node map.
-    template <class V>
-    void StoreParameter(GenApi::CLock& lock, V& field, const V& value, const char* registerName, bool notify) {
-        {
-            GenApi::AutoLock guard(lock);
-            if (field == value) return;
-            field = value;
-        }
-        if (notify) NotifyRegisterChanged(registerName);
-    }
-    template <class V>
-    V LoadParameter(GenApi::CLock& lock, const V& field) {
-        GenApi::AutoLock guard(lock);
-        return field;
     }
 
     ILxImageBufferReleasable* AcquireTemporaryBuffer() {
@@ -155,12 +153,15 @@ protected:
     };
 
     // One register at a time: a served register advances by its width, an address without one by the
-    // step to the next multiple of 4, with nothing written for it.
+    // step to the next multiple of 4, with nothing written for it. The walk ends where the request
+    // ends, or where the next address would pass the largest address there is.
     template <class Byte, class Access>
     static void Walk(Byte* p, int64_t address, int64_t length, Access&& access) {
         while (length > 0) {
             int64_t n = length;
-            const int64_t step = access(p, address, &n) ? n : 4 - (address & 3);
+            int64_t step = access(p, address, &n) ? n : 4 - (address & 3);
+            if (step <= 0 || step >= length) return;
+            if (address > std::numeric_limits<int64_t>::max() - step) return;
             p += step;
             address += step;
             length -= step;
@@ -172,28 +173,16 @@ protected:
     GenApi::EAccessMode m_accessMode;
     const char* m_portName;
     GenApi::CNodeMapRef m_nodeMap;
-    bool m_nodeMapReady = false;
+    // Read by every typed setter while the first GetINodeMap() may be setting it on another thread.
+    std::atomic<bool> m_nodeMapReady{false};
     GenApi::CLock m_workLock;
     GenApi::CLock m_poolLock;
     std::vector<ILxImageBufferReleasable*> m_allBuffers;
     std::vector<ILxImageBufferReleasable*> m_freeBuffers;
-};
+    GenApi::CLock m_parameterLock;
+    lxip::RegisterFileView m_registers;
+    void* m_registerOwner;
 
-// Register values travel in their natural width, in host order (little endian, as the descriptions
-// declare). A caller's buffer shorter than the width gets only its own bytes: the port walk then ends,
-// since the step passes the requested length.
-template <class V>
-bool LxReadRegisterValue(void* buffer, int64_t* length, const V& value) {
-    const size_t n = *length < static_cast<int64_t>(sizeof(V)) ? static_cast<size_t>(*length) : sizeof(V);
-    std::memcpy(buffer, &value, n);
-    *length = static_cast<int64_t>(sizeof(V));
-    return true;
-}
-template <class V>
-V LxWrittenRegisterValue(const void* buffer, int64_t* length) {
-    V value{};
-    const size_t n = *length < static_cast<int64_t>(sizeof(V)) ? static_cast<size_t>(*length) : sizeof(V);
-    std::memcpy(&value, buffer, n);
-    *length = static_cast<int64_t>(sizeof(V));
-    return value;
-}
+    template <class, class>
+    friend class lxip::RegisterBinding;
+};

@@ -1,4 +1,6 @@
 #include "lxpixelformatconverter.h"
+#include "lxpixelformatname.h"
+#include "support/lxinside.h"
 
 #include <includeinside/ilximageinside.h>
 #include <includeinside/ilxpixelformatinfoinside.h>
@@ -7,16 +9,10 @@
 
 namespace {
 
-ILxImageInside* ImageInside(ILxImage* image) {
-    auto* inside = dynamic_cast<ILxImageInside*>(image);
-    if (!inside) throw LOGICAL_ERROR_EXCEPTION("Unexpected type in dynamic cast");
-    return inside;
-}
-ILxImageBufferInside* BufferInside(ILxImageBuffer* buffer) {
-    auto* inside = dynamic_cast<ILxImageBufferInside*>(buffer);
-    if (!inside) throw LOGICAL_ERROR_EXCEPTION("Unexpected type in dynamic cast");
-    return inside;
-}
+using lxip::FormatInside;
+
+ILxImageInside* ImageInside(ILxImage* image) { return lxip::InsideOf<ILxImageInside>(image); }
+ILxImageBufferInside* BufferInside(ILxImageBuffer* buffer) { return lxip::InsideOf<ILxImageBufferInside>(buffer); }
 
 // ---- formats a vertical flip moves ----
 
@@ -89,15 +85,51 @@ bool FindPolarized(uint32_t format, size_t firstRow, size_t* row, size_t* column
     return false;
 }
 
-ILxPixelFormatInfoInside* FormatInside(uint32_t format) {
-    auto* info = dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(format));
-    if (!info) throw LOGICAL_ERROR_EXCEPTION("Unexpected type in dynamic cast");
-    return info;
+// ---- memory shared between two images ----
+
+// The addresses an image's pixels may occupy, [begin, end): every plane at the plane size, the last
+// one with height lines of the pitch. Sizes come from the caller's objects: the sums saturate, so
+// that absurd sizes count as reaching to the end of the address space rather than wrapping. An
+// empty image occupies nothing.
+struct MemorySpan {
+    uintptr_t begin = 0, end = 0;
+};
+
+size_t SaturatingMul(size_t a, size_t b) {
+    size_t r;
+    return __builtin_mul_overflow(a, b, &r) ? SIZE_MAX : r;
+}
+size_t SaturatingAdd(size_t a, size_t b) {
+    size_t r;
+    return __builtin_add_overflow(a, b, &r) ? SIZE_MAX : r;
+}
+
+MemorySpan SpanOf(ILxImage* image) {
+    const auto begin = reinterpret_cast<uintptr_t>(image->GetImageBuffer());
+    const size_t width = image->GetImageWidth(), height = image->GetImageHeight();
+    if (!begin || width == 0 || height == 0) return {};
+    size_t planes = 1;
+    if (ILxPixelFormatInfo* info = lxip::FindPixelFormatInfo(image->GetImagePixelFormat()))
+        planes = info->GetPlaneCount() > 1 ? info->GetPlaneCount() : 1;
+    const size_t lastPlane = SaturatingMul(height, image->GetImageLinePitch());
+    const size_t bytes = SaturatingAdd(SaturatingMul(planes - 1, image->GetImagePlaneSize()), lastPlane);
+    const uintptr_t end = bytes > UINTPTR_MAX - begin ? UINTPTR_MAX : begin + bytes;
+    return {begin, end};
+}
+
+// True when the pixels of the two images may lie in the same bytes.
+bool SharesMemory(ILxImage* a, ILxImage* b) {
+    const MemorySpan x = SpanOf(a), y = SpanOf(b);
+    return x.begin < x.end && y.begin < y.end && x.begin < y.end && y.begin < x.end;
+}
+
+// No conversion of `from` into `to`; a code the sister library does not know is named in hex.
+[[noreturn]] void ThrowNotSupported(uint32_t from, uint32_t to) {
+    throw RUNTIME_EXCEPTION("Converting a pixelformat from  %s to %s is not supported.",
+                            lxip::PixelFormatName(from).c_str(), lxip::PixelFormatName(to).c_str());
 }
 
 } // namespace
-
-CLxPixelFormatConverter::CLxPixelFormatConverter() : CLxIPModuleBase(ResourceId), m_converterInfo(this) {}
 
 uint32_t CLxPixelFormatConverter::ReversedDestinationFormat(uint32_t source, uint32_t destination, size_t height) {
     ILxPixelFormatInfoInside* s = FormatInside(source);
@@ -138,9 +170,16 @@ void CLxPixelFormatConverter::Convert(ILxImage* source, ILxImageBuffer* destinat
         present = out->GetILxImage();
     } catch (...) {
     }
-    if (present == source) {
-        // In place: the image is already right, or it is converted from a pooled copy of itself.
-        if (sourceFormat == format && !reverse) return;
+    // In place, or a source lying in the destination's memory (a view of it, or a view sharing memory
+    // with a view destination): creating the destination may free or overwrite the source before a
+    // handler reads it, so the source is converted from a pooled copy of itself.
+    const bool inPlace = present == source;
+    if (inPlace || (present && SharesMemory(source, present))) {
+        // The very image in its own format needs nothing.
+        if (inPlace && sourceFormat == format && !reverse) return;
+        // Refused before the copy, which would fail on a code the sister library does not know.
+        if (!FindConversion(sourceFormat, format) || !lxip::FindPixelFormatInfo(sourceFormat))
+            ThrowNotSupported(sourceFormat, format);
         TemporaryBuffer copy(*this);
         copy->CopyImage(source);
         ConvertImage(copy->GetILxImage(), destination, format, reverse);
@@ -153,10 +192,8 @@ void CLxPixelFormatConverter::ConvertImage(ILxImage* source, ILxImageBuffer* des
                                            bool reverse) {
     const uint32_t sourceFormat = source->GetImagePixelFormat();
     const ConversionHandler handler = FindConversion(sourceFormat, format);
-    if (!handler)
-        throw RUNTIME_EXCEPTION("Converting a pixelformat from  %s to %s is not supported.",
-                                GetILxPixelFormatInfo(sourceFormat)->GetName().c_str(),
-                                GetILxPixelFormatInfo(format)->GetName().c_str());
+    // A code the sister library does not know has no conversion, not even the copy onto itself.
+    if (!handler || !lxip::FindPixelFormatInfo(sourceFormat)) ThrowNotSupported(sourceFormat, format);
     ILxImageInside* in = ImageInside(source);
     const size_t width = in->GetImageWidth();
     const size_t height = in->GetImageHeight();

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "conversion/bitconversiontable.h"
+#include "frame/lxmoduleregistry.h"
 #include "lxconversiontable.h"
 #include "lxipmodulebase.h"
 
@@ -19,7 +20,7 @@ class CConverterInfo : public ILxConverterInfo {
 public:
     explicit CConverterInfo(Converter* owner) : m_owner(owner) {}
     ELxConverterType_t GetConverterType() override { return Converter::ConverterType; }
-    GenICam::gcstring GetDisplayName() override { return Converter::DisplayName; }
+    GenICam::gcstring GetDisplayName() override { return lxip::RecordOf(Converter::ConverterType).displayName; }
     bool IsSupportedPixelFormat(uint32_t pixelFormat) override {
         return FindConversion(pixelFormat, m_owner->GetDestinationPixelFormat()) != nullptr;
     }
@@ -31,29 +32,7 @@ private:
 class CLxPixelFormatConverter : public CLxIPModuleBase<ILxPixelFormatConverterInside> {
 public:
     static constexpr ELxConverterType_t ConverterType = LxConverterType_PixelFormat;
-    static constexpr const char* DisplayName = "Pixel Format";
-    static constexpr int32_t ResourceId = 109;
-
-    // Register addresses of the description.
-    enum : int64_t {
-        DestinationPixelFormatReg = 0x10,
-        ReverseYReg = 0x18,
-        BayerInterpolationMethodReg = 0x20,
-        GammaReg = 0x28,
-        GammaMinReg = 0x30,
-        GammaMaxReg = 0x38,
-        DestinationPixelFormatNodeLockReg = 0x40,
-        BitExpansionModeReg = 0x48,
-        PolarizationImageTransformationMethodReg = 0x50,
-        PolarizationSpecifiedAngleReg = 0x58,
-        ColorMapTypeReg = 0x60,
-        ColorMapInversionReg = 0x64,
-        ColorMapPhaseReg = 0x68,
-        ADOLPDarkModeReg = 0x70,
-        ADOLPColorInversionReg = 0x74,
-        ADOLPColorPhaseReg = 0x78,
-        PolarizationSpecifiedAngleInterpolationMethodReg = 0x80,
-    };
+    struct Registers; // the register declarations
 
     CLxPixelFormatConverter();
 
@@ -94,9 +73,6 @@ public:
     int32_t GetADOLPColorPhase() override;
     void SetADOLPColorPhase(int32_t nPhase) override;
 
-    bool ReadRegister(void* buffer, int64_t address, int64_t* length) override;
-    bool WriteRegister(const void* buffer, int64_t address, int64_t* length) override;
-
     // One conversion step: finds the handler of (source format, `format`), creates the destination
     // image (in the flipped Bayer phase or polarized variant where `reverse` moves the pattern) and
     // runs the handler. Chains call it for each of their two steps.
@@ -132,6 +108,11 @@ public:
     void ConvertViaDestinationFilter(ILxImage* s, ILxImageBuffer* d, bool reverse);
 
 private:
+    // The parameters kept in the bit conversion cache, as the register declarations reach them.
+    void StoreGamma(double value) { m_bitConversionCache.SetGamma(value); }
+    int32_t BitExpansionModeValue() { return static_cast<int32_t>(m_bitConversionCache.GetBitExpansionMode()); }
+    void StoreBitExpansionMode(int32_t mode) { m_bitConversionCache.SetBitExpansionMode(static_cast<uint32_t>(mode)); }
+
     // Converts through `intermediate` in a pooled buffer: the flip in the first step, where the source
     // format is known; the second step into the requested format with no flip.
     void ConvertViaIntermediate(ILxImage* source, ILxImageBuffer* destination, uint32_t intermediate,
@@ -139,13 +120,11 @@ private:
     void ConvertViaChain(ConversionMember chain, ILxImage* source, ILxImageBuffer* destination, bool reverse);
 
     CConverterInfo<CLxPixelFormatConverter> m_converterInfo;
-    GenApi::CLock m_parameterLock; // guards the plain parameters below
+    // The plain parameters below are guarded by the base's parameter lock.
     int32_t m_bayerInterpolationMethod = LxBayerInterpolationMethod_NearestNeighbor2;
     lxconv::BitConversionTableCache m_bitConversionCache; // holds Gamma and BitExpansionMode
     bool m_reverseY = false;
     uint32_t m_destinationPixelFormat = LxPixelFormat_BGR8;
-    double m_gammaMin = 0.0;
-    double m_gammaMax = 4.0;
     bool m_destinationPixelFormatNodeLock = false;
     int32_t m_colorMapType = LxColorMapType_Normal;
     bool m_colorMapInversion = false;

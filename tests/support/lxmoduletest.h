@@ -2,6 +2,8 @@
 // pointers for modules and buffers.
 #pragma once
 
+#include "lxtesttext.h"
+
 #include <includeinside/ilximageinside.h>
 #include <lxapi/clxautoptr.h>
 #include <lxapi/lxapi_ip.h>
@@ -57,17 +59,6 @@ inline uint16_t Word(const BufferPtr& b, size_t y, size_t i) {
 }
 inline void SetWord(const BufferPtr& b, size_t y, size_t i, uint16_t v) {
     std::memcpy(Bytes(b) + y * Pitch(b) + 2 * i, &v, 2);
-}
-
-// The description of the exception of type E that f throws, or "<no exception>".
-template <class E, class F>
-std::string TextOf(F&& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return e.GetDescription();
-    }
-    return "<no exception>";
 }
 
 } // namespace lxtest

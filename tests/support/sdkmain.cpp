@@ -1,4 +1,4 @@
-#include "testsupport.h"
+#include "lxmoduletest.h"
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);

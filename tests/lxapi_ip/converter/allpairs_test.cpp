@@ -2,7 +2,7 @@
 // without the flip, into a destination of exactly the size asked, and never touches memory outside
 // the images (the sanitizer build makes that a failure).
 #include "lxconversiontable.h"
-#include "testsupport.h"
+#include "lxmoduletest.h"
 
 #include <includeinside/ilxpixelformatinfoinside.h>
 #include <lxapi/ilxpixelformatconverter.h>

@@ -1,28 +1,12 @@
 // The pixel format converter end to end: parameters and registers, Convert's in-place and flip
 // rules, and bit-exact results of the depth, packing and colour conversions through the module.
-#include "testsupport.h"
-
-#include <GenApi/GenApi.h>
-#include <lxapi/ilxpixelformatconverter.h>
+#include "convertertest.h"
 
 #include <cmath>
 
 using namespace lxtest;
 
 namespace {
-
-struct Converter {
-    ConverterPtr module{CreateILxConverter(LxConverterType_PixelFormat)};
-    ILxPixelFormatConverter* typed = dynamic_cast<ILxPixelFormatConverter*>(module.Get());
-    GenApi::IPort* port = dynamic_cast<GenApi::IPort*>(module.Get());
-
-    BufferPtr Run(const BufferPtr& source, uint32_t format) {
-        BufferPtr out(CreateILxImageBuffer(nullptr));
-        typed->SetDestinationPixelFormat(format);
-        module->Convert(source->GetILxImage(), out.Get());
-        return out;
-    }
-};
 
 uint32_t FormatOf(const BufferPtr& b) { return b->GetILxImage()->GetImagePixelFormat(); }
 
@@ -253,7 +237,7 @@ TEST(PixelFormatConverter, DestinationLinesFollowTheBufferParameter) {
     EXPECT_EQ(Pitch(out), 64u);
 }
 
-TEST(PixelFormatConverter, BayerMethodAboveRangeWritesNothing) {
+TEST(PixelFormatConverter, BayerMethodAboveRangeGivesZeros) {
     Converter c;
     const int32_t nine = 9;
     c.port->Write(&nine, 0x20, 4);
@@ -262,7 +246,7 @@ TEST(PixelFormatConverter, BayerMethodAboveRangeWritesNothing) {
     BufferPtr out = MakeImage(4, 4, LxPixelFormat_BGR8);
     FillBytes(out, 0x5A);
     c.module->Convert(bayer->GetILxImage(), out.Get());
-    for (size_t i = 0; i < 48; ++i) ASSERT_EQ(Bytes(out)[i], 0x5A);
+    for (size_t i = 0; i < 48; ++i) ASSERT_EQ(Bytes(out)[i], 0); // defined, whatever the buffer held
     // Every real method turns a flat mosaic into the flat value; below 2 pixels it throws.
     for (int m = 1; m <= 7; ++m) {
         c.typed->SetBayerInterpolationMethod(ELxBayerInterpolationMethod_t(m));

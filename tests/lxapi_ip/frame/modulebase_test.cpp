@@ -1,6 +1,6 @@
 // The frame every module shares: factories, the register port walk, invalidation of features after
 // typed sets, and the callback registry.
-#include "testsupport.h"
+#include "lxmoduletest.h"
 
 #include <GenApi/GenApi.h>
 #include <lxapi/ilxgammacorrectionfilter.h>

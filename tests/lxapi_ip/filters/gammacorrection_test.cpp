@@ -1,5 +1,5 @@
 // The gamma correction filter end to end: tables, formats, padding and threads.
-#include "testsupport.h"
+#include "lxmoduletest.h"
 
 #include <lxapi/ilxgammacorrectionfilter.h>
 
