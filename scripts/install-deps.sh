@@ -3,6 +3,8 @@
 set -euo pipefail
 packages=(build-essential cmake ninja-build pkg-config libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev)
 if [ "${LXAPI_WITH_OPENCV:-0}" = 1 ]; then packages+=(libopencv-dev); fi
+# The fuzz harnesses (scripts/fuzz.sh): clang and its libFuzzer and sanitizer runtimes.
+if [ "${LXAPI_WITH_FUZZ:-0}" = 1 ]; then packages+=(clang libclang-rt-14-dev); fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
