@@ -4,6 +4,7 @@
 
 #include <lxapi/ilxgammacorrectionfilter.h>
 
+#include <cmath>
 #include <vector>
 
 using namespace lxtest;
@@ -105,4 +106,14 @@ TEST(GammaUnknownFormatCodes, AreNamedInHex) {
     img.format = LxPixelFormat_Mono12p;
     EXPECT_EQ(TextOf<GenICam::RuntimeException>([&] { g.filter->Filter(&img); }), "Not supported pixelformat Mono12p");
     EXPECT_FALSE(g.filter->GetFilterInfo()->IsSupportedPixelFormat(0x12345678u));
+}
+
+// Not a number fails both comparisons of a range check: it must be refused with the range text, not
+// stored (a stored NaN would also make every later Filter rebuild the table).
+TEST(GammaUntrustedValues, NotANumberIsRefusedAndNothingChanges) {
+    Gamma g;
+    g.typed->SetGamma(2.0);
+    EXPECT_EQ(TextOf<GenICam::OutOfRangeException>([&] { g.typed->SetGamma(std::nan("")); }),
+              "value = nan must be greater than or equal 0.000000");
+    EXPECT_EQ(g.typed->GetGamma(), 2.0);
 }
