@@ -28,7 +28,7 @@ private:
     struct Key {
         size_t bits = 8;
         double gamma = 1.0;
-        bool operator==(const Key&) const = default;
+        bool operator==(const Key& o) const { return bits == o.bits && lxip::SameBits(gamma, o.gamma); }
     };
     lxip::CLxSharedTableCache<Key, SharedTable> m_tables;
     double m_gammaWanted = 1.0; // the parameter

@@ -124,7 +124,9 @@ private:
         unsigned dstDepth = 0;
         double gamma = 1.0;
         uint32_t mode = BitExpansion_Gamma;
-        bool operator==(const Key&) const = default;
+        bool operator==(const Key& o) const {
+            return srcDepth == o.srcDepth && dstDepth == o.dstDepth && lxip::SameBits(gamma, o.gamma) && mode == o.mode;
+        }
     };
     lxip::CLxSharedTableCache<Key, BitConversionTable> m_tables; // its lock also guards the two below
     double m_gamma = 1.0;

@@ -17,12 +17,17 @@
 #include <GenApi/Synch.h>
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <utility>
 
 namespace lxip {
+
+// Keys compare their floating-point parts by bits: a NaN parameter (a register write stores what it
+// is given) then finds its own table again instead of building a new one at every call.
+inline bool SameBits(double a, double b) noexcept { return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b); }
 
 // A table of entries with an atomic reference count. Create() hands out the first reference;
 // the last Release() frees the table. Derived classes add the facts their kernels need.
