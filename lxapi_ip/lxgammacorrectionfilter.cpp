@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 
 // ---------------------------------------------------------------------------------------------------
 // The table
@@ -40,8 +39,7 @@ CLxGammaTable::SharedTable* CLxGammaTable::Build(size_t bits, double gamma, uint
     const uint32_t count = 1u << bits;
     if (hi == 0) hi = static_cast<uint16_t>(count - 1);
     const uint32_t allocated = bits > 8 ? 65536u : count;
-    std::unique_ptr<SharedTable, void (*)(SharedTable*)> table(SharedTable::Create(allocated),
-                                                               [](SharedTable* t) { t->Release(); });
+    lxip::CLxSharedTableRef<SharedTable> table(SharedTable::Create(allocated));
     uint16_t* entries = table->Entries();
     const double range = static_cast<double>(static_cast<uint16_t>(hi - lo));
     if (lo <= hi) {
@@ -54,7 +52,7 @@ CLxGammaTable::SharedTable* CLxGammaTable::Build(size_t bits, double gamma, uint
     } else {
         for (uint32_t i = 0; i < allocated; ++i) entries[i] = static_cast<uint16_t>(i < count ? i : count - 1);
     }
-    return table.release();
+    return table.Detach();
 }
 
 // ---------------------------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include "colorinterpolation.h"
 
 #include "bayerframe.h"
+#include "lxiputil.h"
 #include "support/lxcolorfilter.h"
 
 #include <GenICam/GCException.h>
@@ -90,12 +91,10 @@ void OnAlignedLines(uint32_t width, uint32_t height, const T* src, size_t srcPit
                     uint32_t step, Run&& run) {
     const size_t srcLine = size_t(width) * sizeof(T), dstLine = size_t(width) * step * sizeof(T);
     std::vector<T> srcCopy, dstCopy;
-    try {
+    lxip::TranslateBadAlloc([&] {
         if (!LinesAligned<T>(src, srcPitch)) srcCopy.resize(size_t(width) * height);
         if (!LinesAligned<T>(dst, dstPitch)) dstCopy.resize(size_t(width) * step * height);
-    } catch (const std::bad_alloc& e) {
-        throw BAD_ALLOC_EXCEPTION("%s", e.what());
-    }
+    });
     const auto* s = reinterpret_cast<const uint8_t*>(src);
     auto* d = reinterpret_cast<uint8_t*>(dst);
     if (!srcCopy.empty())
@@ -185,11 +184,7 @@ void ToColor(uint32_t method, uint32_t filter, uint32_t width, uint32_t height, 
     if (method == MethodBilinear3) {
         // Line buffers, aligned to 64 bytes within the allocation.
         constexpr size_t perLine = 64 / sizeof(detail::Lane<T>);
-        try {
-            scratch.assign(detail::kBl3Lines * detail::Bl3Stride<T>(f.w) + perLine, 0);
-        } catch (const std::bad_alloc& e) {
-            throw BAD_ALLOC_EXCEPTION("%s", e.what());
-        }
+        lxip::TranslateBadAlloc([&] { scratch.assign(detail::kBl3Lines * detail::Bl3Stride<T>(f.w) + perLine, 0); });
         const size_t misalign = reinterpret_cast<uintptr_t>(scratch.data()) / sizeof(detail::Lane<T>) % perLine;
         f.scratch = scratch.data() + (perLine - misalign) % perLine;
     }

@@ -70,11 +70,10 @@ BitConversionTable::BitConversionTable(unsigned srcDepth, unsigned dstDepth)
 BitConversionTable* BitConversionTable::Create(unsigned srcDepth, unsigned dstDepth, double gamma,
                                                uint32_t mode) {
     CheckDepths(srcDepth, dstDepth);
-    std::unique_ptr<BitConversionTable, void (*)(BitConversionTable*)> table(
-        new BitConversionTable(srcDepth, dstDepth), [](BitConversionTable* t) { t->Release(); });
+    lxip::CLxSharedTableRef<BitConversionTable> table(new BitConversionTable(srcDepth, dstDepth));
     BuildBitConversionTable(table->Entries(), srcDepth, dstDepth, gamma, mode);
     table->DetectForm();
-    return table.release();
+    return table.Detach();
 }
 
 BitConversionTable* BitConversionTable::CreateFromEntries(unsigned srcDepth, unsigned dstDepth,
