@@ -1,0 +1,6 @@
+# Reverse converter: the module through the factory, and the movers' forms against each other.
+lxip_module_test(lxapi_ip_reverse_tests
+  ${CMAKE_CURRENT_LIST_DIR}/reverseconverter_test.cpp
+)
+target_link_libraries(lxapi_ip_reverse_tests PRIVATE lxip_generated)
+add_dependencies(lxapi_ip_reverse_tests lxip_descriptions)
