@@ -6,6 +6,7 @@
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
+#include "lxreverseconverter.h"
 
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
@@ -46,7 +47,8 @@ constexpr lxip::FilterRecord Filters[] = {
 constexpr lxip::ConverterRecord Converters[] = {
     {LxConverterType_PixelFormat, "LxConverterType_PixelFormat", "Pixel Format",
      res::lxpixelformatconverter::ResourceId, &Make<CLxPixelFormatConverter, ILxConverterReleasable>, nullptr},
-    {LxConverterType_Reverse, "LxConverterType_Reverse", "Reverse", 0, nullptr, nullptr},
+    {LxConverterType_Reverse, "LxConverterType_Reverse", "Reverse", res::lxreverseconverter::ResourceId,
+     &Make<CLxReverseConverter, ILxConverterReleasable>, nullptr},
 };
 
 // The video filer's display name is "AVI" although its model name says Video.
