@@ -2,4 +2,7 @@
 set(LXAPI_RESOURCES
   105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
   109=${CMAKE_CURRENT_LIST_DIR}/lxpixelformatconverter.xml
+  111=${CMAKE_CURRENT_LIST_DIR}/lxcolortransformationfilter.xml
+  114=${CMAKE_CURRENT_LIST_DIR}/lxchromasuppressionfilter.xml
+  121=${CMAKE_CURRENT_LIST_DIR}/lximageaveragingfilter.xml
 )
