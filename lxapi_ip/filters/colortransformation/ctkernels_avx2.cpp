@@ -5,6 +5,8 @@
 
 #include <immintrin.h>
 
+#include <cstring>
+
 namespace lxct::detail {
 
 namespace {
@@ -39,22 +41,30 @@ void Transform8Avx2(const Image& im, const Record* t) {
                     : _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
     const __m128i kept = _mm_cmpeq_epi8(order, _mm_set1_epi8(-1));
     const size_t step = im.step;
-    // A group of four pixels reads and writes 16 bytes: with three samples a pixel the last group must
-    // leave 4 bytes of the line behind it.
+    // A group of four pixels writes 12 or 16 bytes; with three samples a pixel the groups stop where
+    // 16 bytes would pass the line, and the portable loop does the rest.
     const size_t lineBytes = im.width * step;
     const size_t groups = lineBytes >= 16 ? (lineBytes - 16) / (4 * step) + 1 : 0;
     for (size_t y = 0; y < im.height; ++y) {
         uint8_t* line = im.base + y * im.pitch;
         uint8_t* px = line;
         for (size_t g = 0; g < groups; ++g, px += 4 * step) {
-            const __m128i source = _mm_loadu_si128(reinterpret_cast<const __m128i*>(px));
             const __m128i p0 = Pixel(px, im.blue, im.red, tb, tg, tr);
             const __m128i p1 = Pixel(px + step, im.blue, im.red, tb, tg, tr);
             const __m128i p2 = Pixel(px + 2 * step, im.blue, im.red, tb, tg, tr);
             const __m128i p3 = Pixel(px + 3 * step, im.blue, im.red, tb, tg, tr);
             const __m128i bytes = _mm_packus_epi16(_mm_packus_epi32(p0, p1), _mm_packus_epi32(p2, p3));
-            const __m128i out = _mm_or_si128(_mm_shuffle_epi8(bytes, order), _mm_and_si128(source, kept));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(px), out);
+            const __m128i out = _mm_shuffle_epi8(bytes, order);
+            if (four) {
+                const __m128i source = _mm_loadu_si128(reinterpret_cast<const __m128i*>(px));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(px), _mm_or_si128(out, _mm_and_si128(source, kept)));
+            } else {
+                // Exactly the 12 bytes of the four pixels: a store reaching into the next group would
+                // make its loads wait for the store to drain instead of being forwarded.
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(px), out);
+                const int last = _mm_extract_epi32(out, 2);
+                std::memcpy(px + 8, &last, 4);
+            }
         }
         Transform8Pixels(line, 4 * groups, im.width, im, t);
     }
