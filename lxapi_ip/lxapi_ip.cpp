@@ -2,8 +2,11 @@
 // initialised, then the range of its argument, then makes the module and hands out its releasable
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
+#include "lxchromasuppressionfilter.h"
+#include "lxcolortransformationfilter.h"
 #include "lxdescriptions.h"
 #include "lxgammacorrectionfilter.h"
+#include "lximageaveragingfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
 #include "lxreverseconverter.h"
@@ -30,16 +33,21 @@ using F = ILxFilterReleasable;
 constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_GammaCorrection, "LxFilterType_GammaCorrection", "Gamma Correction",
      res::lxgammacorrectionfilter::ResourceId, &Make<CLxGammaCorrectionFilter, F>, &InfoOf<CLxGammaCorrectionFilter>},
-    {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation", 0, nullptr, nullptr},
+    {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation",
+     res::lxcolortransformationfilter::ResourceId, &Make<CLxColorTransformationFilter, F>,
+     &InfoOf<CLxColorTransformationFilter>},
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
     {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
     {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
      nullptr},
-    {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression", 0, nullptr, nullptr},
+    {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression",
+     res::lxchromasuppressionfilter::ResourceId, &Make<CLxChromaSuppressionFilter, F>,
+     &InfoOf<CLxChromaSuppressionFilter>},
     {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
     {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
-    {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging", 0, nullptr, nullptr},
+    {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging",
+     res::lximageaveragingfilter::ResourceId, &Make<CLxImageAveragingFilter, F>, &InfoOf<CLxImageAveragingFilter>},
     {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection", 0,
      nullptr, nullptr},
 };

@@ -3,4 +3,7 @@ set(LXAPI_RESOURCES
   105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
   109=${CMAKE_CURRENT_LIST_DIR}/lxpixelformatconverter.xml
   110=${CMAKE_CURRENT_LIST_DIR}/lxreverseconverter.xml
+  111=${CMAKE_CURRENT_LIST_DIR}/lxcolortransformationfilter.xml
+  114=${CMAKE_CURRENT_LIST_DIR}/lxchromasuppressionfilter.xml
+  121=${CMAKE_CURRENT_LIST_DIR}/lximageaveragingfilter.xml
 )
