@@ -1,5 +1,6 @@
 // The colour members of the pixel format converter: mono to colour through the module's colour map,
 // and the YCbCr and YUV formats both ways.
+#include "colorinterpolation/toycbcr.h"
 #include "colormap/monotocolor.h"
 #include "lxpixelformatconverter.h"
 #include "support/lxinside.h"
@@ -66,5 +67,48 @@ void CLxPixelFormatConverter::ConvertMono8ToColorN(ILxImage* s, ILxImageBuffer* 
     ConvertMonoNToColorN(s, d, reverse);
 }
 
-void CLxPixelFormatConverter::ConvertToYCbCr(ILxImage*, ILxImageBuffer*, bool) {}
-void CLxPixelFormatConverter::ConvertYCbCrToMono8OrColor8(ILxImage*, ILxImageBuffer*, bool) {}
+// Into a YCbCr or YUV format: from 8-bit colour, from an 8-bit mosaic with no colour image between,
+// or from mono into the planar 4:2:0 format. A pair outside these returns with the destination as
+// created (the conversion table holds none).
+void CLxPixelFormatConverter::ConvertToYCbCr(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    const Sides x = SidesOf(s, d);
+    lxycc::Layout layout;
+    if (!lxycc::LayoutOf(x.destination->GetImagePixelFormat(), &layout)) return;
+    const size_t width = s->GetImageWidth(), height = s->GetImageHeight();
+    const unsigned bits = unsigned(x.sourceInfo->GetComponentBits());
+    auto* out = static_cast<uint8_t*>(x.destination->GetImageBuffer());
+    const size_t outPitch = x.destination->GetImageLinePitch(), outPlane = x.destination->GetImagePlaneSize();
+    if (x.sourceInfo->IsBayer()) {
+        if (bits != 8) return;
+        lxycc::Bayer8ToYcc(x.sourceInfo->GetColorFilter(), static_cast<const uint8_t*>(s->GetImageBuffer()),
+                           s->GetImageLinePitch(), out, outPitch, outPlane, layout, width, height, reverse);
+    } else if (x.sourceInfo->GetComponentCount() == 1) {
+        if (layout.sampling != lxycc::Sampling::S420) return;
+        lxycc::MonoToYcc420(s->GetImageBuffer(), bits, s->GetImageLinePitch(), out, outPitch, outPlane, width, height,
+                            reverse);
+    } else if (bits == 8 && !x.sourceInfo->IsPlanar() && !x.sourceInfo->IsYCbCr()) {
+        lxycc::ColorToYcc(static_cast<const uint8_t*>(s->GetImageBuffer()), s->GetImageLinePitch(),
+                          unsigned(x.sourceInfo->GetComponentCount()), x.sourceInfo->IsBlueFirst(), out, outPitch,
+                          outPlane, layout, width, height, reverse);
+    }
+}
+
+// From a YCbCr or YUV format: Mono8 takes the Y samples as they are; 8-bit colour the colour of each
+// pixel by the source's set.
+void CLxPixelFormatConverter::ConvertYCbCrToMono8OrColor8(ILxImage* s, ILxImageBuffer* d, bool reverse) {
+    const Sides x = SidesOf(s, d);
+    lxycc::Layout layout;
+    if (!lxycc::LayoutOf(s->GetImagePixelFormat(), &layout)) return;
+    const auto* in = static_cast<const uint8_t*>(s->GetImageBuffer());
+    auto* out = static_cast<uint8_t*>(x.destination->GetImageBuffer());
+    const size_t width = s->GetImageWidth(), height = s->GetImageHeight();
+    if (x.destinationInfo->GetComponentCount() == 1) {
+        lxycc::YccToMono8(in, s->GetImageLinePitch(), layout, out, x.destination->GetImageLinePitch(), width, height,
+                          reverse);
+        return;
+    }
+    if (x.destinationInfo->GetComponentBits() != 8) return;
+    lxycc::YccToColor(in, s->GetImageLinePitch(), s->GetImagePlaneSize(), layout, out,
+                      x.destination->GetImageLinePitch(), unsigned(x.destinationInfo->GetComponentCount()),
+                      x.destinationInfo->IsBlueFirst(), width, height, reverse);
+}

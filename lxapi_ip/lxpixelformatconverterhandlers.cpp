@@ -142,8 +142,8 @@ const ConversionHandler g_conversionMemberHandlers[static_cast<size_t>(Conversio
     nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
     // mono to colour, through a color map at 8 bits
     &C::ConvertMono8ToColor8, &C::ConvertMono8ToColorN, &C::ConvertMonoNToColorN,
-    // YCbCr and YUV: not in this build
-    nullptr, nullptr,
+    // YCbCr and YUV, both ways
+    &C::ConvertToYCbCr, &C::ConvertYCbCrToMono8OrColor8,
     // chains
     &C::ConvertViaSourceFilter, &C::ConvertViaUnpacked, &C::ConvertViaBGRa, &C::ConvertViaBGRa8,
     &C::ConvertViaDestinationFilter,
