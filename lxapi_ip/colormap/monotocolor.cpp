@@ -1,5 +1,8 @@
 #include "monotocolor.h"
 
+#include "kernels/cpudispatch.h"
+#include "monotocolorrows.h"
+
 #include <GenICam/GCException.h>
 
 #include <cstring>
@@ -66,7 +69,21 @@ void Line4(const uint8_t* s, uint8_t* d, size_t width, const lxip::ColorMapEntry
     }
 }
 
+size_t NoGrey3(const uint8_t*, uint8_t*, size_t) { return 0; }
+
+constexpr detail::MonoRows kPortable = {NoGrey3};
+#if defined(__x86_64__) || defined(__i386__)
+constexpr detail::MonoRows kAvx2 = {detail::avx2::Grey3};
+constexpr const detail::MonoRows* kAvx2Form = &kAvx2;
+#else
+constexpr const detail::MonoRows* kAvx2Form = nullptr;
+#endif
+constexpr lxcpu::KernelForms<detail::MonoRows> kForms(&kPortable, kAvx2Form);
+
 } // namespace
+
+lxcpu::Level KernelLevel() noexcept { return kForms.InUse(); }
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept { return kForms.LevelAt(allowed); }
 
 void Mono8ToColor8(const uint8_t* src, size_t srcPitch, uint8_t* dst, size_t dstPitch, size_t width,
                    size_t height, unsigned step, bool blueFirst, const lxip::ColorMapEntry* map, bool reverse) {
@@ -74,6 +91,8 @@ void Mono8ToColor8(const uint8_t* src, size_t srcPitch, uint8_t* dst, size_t dst
     if (width == 0 || height == 0) return;
     static const GreyRamp grey;
     lxip::ColorMapEntry swapped[256];
+    const bool identity = !map;
+    const detail::MonoRows& rows = kForms.Get();
     if (!map) {
         map = grey.entries; // symmetric: the channel order does not matter
     } else if (!blueFirst) {
@@ -86,10 +105,12 @@ void Mono8ToColor8(const uint8_t* src, size_t srcPitch, uint8_t* dst, size_t dst
     for (size_t y = 0; y < height; ++y) {
         const uint8_t* s = src + y * srcPitch;
         uint8_t* d = LineOf(dst, dstPitch, y, height, reverse);
-        if (step == 3)
-            Line3(s, d, width, map);
-        else
+        if (step == 3) {
+            const size_t done = identity ? rows.grey3(s, d, width) : 0;
+            Line3(s + done, d + 3 * done, width - done, map);
+        } else {
             Line4(s, d, width, map);
+        }
     }
 }
 

@@ -7,6 +7,7 @@
 // (InvalidArgumentException before anything is written).
 #pragma once
 
+#include "kernels/cpudispatch.h"
 #include "lxcolormap.h"
 
 #include <cstddef>
@@ -26,5 +27,9 @@ void Mono8ToColor8(const uint8_t* src, size_t srcPitch, uint8_t* dst, size_t dst
 void MonoToColor16(const void* src, unsigned srcBits, size_t srcPitch, uint16_t* dst, size_t dstPitch,
                    size_t width, size_t height, unsigned step, const uint16_t* table, size_t tableSize,
                    bool reverse);
+
+// The level of the row kernels that run now, and of those that run when `allowed` is allowed.
+lxcpu::Level KernelLevel() noexcept;
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept;
 
 } // namespace lxcmap

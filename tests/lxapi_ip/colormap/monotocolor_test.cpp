@@ -3,11 +3,13 @@
 // and by register; deeper colours take the depth table and no map; deeper monos reach the map
 // through Mono8.
 #include "colormap/lxcolormap.h"
+#include "colormap/monotocolor.h"
 #include "convertertest.h"
 #include "lxdescriptions.h"
 
 #include <array>
 #include <random>
+#include <vector>
 
 using namespace lxtest;
 
@@ -163,6 +165,30 @@ TEST(MonoToColorN, DepthTableNoMapAlphaKept) {
             const double exact = (0xABC + x) * 65535.0 / 4095.0;
             EXPECT_EQ(Word(deeper, 1, 3 * x + ch), uint16_t(exact + 0.5));
         }
+}
+
+// The vector row of the identity is bit-exact with the portable one, odd widths, padded lines and
+// the flip included, and leaves the padding alone.
+TEST(MonoToColor8, VectorRowIsBitExact) {
+    if (lxcmap::KernelLevelAt(lxcpu::Detected()) == lxcpu::Level::Portable) GTEST_SKIP() << "no vector form here";
+    std::mt19937 rng(21);
+    for (size_t w : {1u, 31u, 32u, 33u, 64u, 95u, 130u}) {
+        const size_t h = 3, srcPitch = w + 3, dstPitch = 3 * w + 7;
+        std::vector<uint8_t> src(srcPitch * h);
+        for (auto& v : src) v = uint8_t(rng());
+        for (bool reverse : {false, true}) {
+            std::vector<uint8_t> a(dstPitch * h, 0x3C), b(dstPitch * h, 0x3C);
+            {
+                lxcpu::ForcedLevel portable(lxcpu::Level::Portable);
+                lxcmap::Mono8ToColor8(src.data(), srcPitch, a.data(), dstPitch, w, h, 3, true, nullptr, reverse);
+            }
+            lxcmap::Mono8ToColor8(src.data(), srcPitch, b.data(), dstPitch, w, h, 3, true, nullptr, reverse);
+            ASSERT_EQ(a, b) << w;
+            for (size_t y = 0; y < h; ++y)
+                for (size_t x = 0; x < w; ++x)
+                    ASSERT_EQ(b[(reverse ? h - 1 - y : y) * dstPitch + 3 * x + 1], src[y * srcPitch + x]);
+        }
+    }
 }
 
 } // namespace
