@@ -3,6 +3,7 @@
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
 #include "lxdescriptions.h"
+#include "lxflatfieldcorrectionfilter.h"
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
@@ -33,8 +34,9 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
     {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
-    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
-     nullptr},
+    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction",
+     res::lxflatfieldcorrectionfilter::ResourceId, &Make<CLxFlatFieldCorrectionFilter, F>,
+     &InfoOf<CLxFlatFieldCorrectionFilter>},
     {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression", 0, nullptr, nullptr},
     {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
     {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
