@@ -3,6 +3,7 @@
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
 #include "lxdescriptions.h"
+#include "lxdefectivepixeldetectionfilter.h"
 #include "lxflatfieldcorrectionfilter.h"
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
@@ -41,8 +42,9 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
     {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
     {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging", 0, nullptr, nullptr},
-    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection", 0,
-     nullptr, nullptr},
+    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection",
+     res::lxdefectivepixeldetectionfilter::ResourceId, &Make<CLxDefectivePixelDetectionFilter, F>,
+     &InfoOf<CLxDefectivePixelDetectionFilter>},
 };
 
 constexpr lxip::ConverterRecord Converters[] = {

@@ -3,4 +3,5 @@ set(LXAPI_RESOURCES
   105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
   109=${CMAKE_CURRENT_LIST_DIR}/lxpixelformatconverter.xml
   113=${CMAKE_CURRENT_LIST_DIR}/lxflatfieldcorrectionfilter.xml
+  122=${CMAKE_CURRENT_LIST_DIR}/lxdefectivepixeldetectionfilter.xml
 )
