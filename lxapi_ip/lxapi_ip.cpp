@@ -5,6 +5,8 @@
 #include "lxchromasuppressionfilter.h"
 #include "lxcolortransformationfilter.h"
 #include "lxdescriptions.h"
+#include "lxdefectivepixeldetectionfilter.h"
+#include "lxflatfieldcorrectionfilter.h"
 #include "lxgammacorrectionfilter.h"
 #include "lximageaveragingfilter.h"
 #include "lxiputil.h"
@@ -39,8 +41,9 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
     {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
-    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
-     nullptr},
+    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction",
+     res::lxflatfieldcorrectionfilter::ResourceId, &Make<CLxFlatFieldCorrectionFilter, F>,
+     &InfoOf<CLxFlatFieldCorrectionFilter>},
     {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression",
      res::lxchromasuppressionfilter::ResourceId, &Make<CLxChromaSuppressionFilter, F>,
      &InfoOf<CLxChromaSuppressionFilter>},
@@ -48,8 +51,9 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
     {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging",
      res::lximageaveragingfilter::ResourceId, &Make<CLxImageAveragingFilter, F>, &InfoOf<CLxImageAveragingFilter>},
-    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection", 0,
-     nullptr, nullptr},
+    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection",
+     res::lxdefectivepixeldetectionfilter::ResourceId, &Make<CLxDefectivePixelDetectionFilter, F>,
+     &InfoOf<CLxDefectivePixelDetectionFilter>},
 };
 
 constexpr lxip::ConverterRecord Converters[] = {
