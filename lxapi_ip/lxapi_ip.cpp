@@ -2,6 +2,7 @@
 // initialised, then the range of its argument, then makes the module and hands out its releasable
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
+#include "lxbalanceratiofilter.h"
 #include "lxdescriptions.h"
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
@@ -31,7 +32,8 @@ constexpr lxip::FilterRecord Filters[] = {
      res::lxgammacorrectionfilter::ResourceId, &Make<CLxGammaCorrectionFilter, F>, &InfoOf<CLxGammaCorrectionFilter>},
     {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation", 0, nullptr, nullptr},
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
-    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
+    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", res::lxbalanceratiofilter::ResourceId,
+     &Make<CLxBalanceRatioFilter, F>, &InfoOf<CLxBalanceRatioFilter>},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
     {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
      nullptr},
