@@ -5,6 +5,7 @@
 // stream arrays).
 #pragma once
 
+#include <lxapi/ilxfilter.h>
 #include <lxapi/lxapidef.h>
 
 #include <cstddef>
@@ -30,6 +31,4 @@ private:
     std::vector<Releasable*>* m_elements;
 };
 
-class ILxFilter;
-class ILxFilterReleasable;
 extern template class CLxAutoPtrArray<ILxFilterReleasable, ILxFilter>;
