@@ -2,6 +2,7 @@
 // initialised, then the range of its argument, then makes the module and hands out its releasable
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
+#include "lxbalanceratiofilter.h"
 #include "lxchromasuppressionfilter.h"
 #include "lxcolortransformationfilter.h"
 #include "lxdescriptions.h"
@@ -39,7 +40,8 @@ constexpr lxip::FilterRecord Filters[] = {
      res::lxcolortransformationfilter::ResourceId, &Make<CLxColorTransformationFilter, F>,
      &InfoOf<CLxColorTransformationFilter>},
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
-    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
+    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", res::lxbalanceratiofilter::ResourceId,
+     &Make<CLxBalanceRatioFilter, F>, &InfoOf<CLxBalanceRatioFilter>},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
     {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction",
      res::lxflatfieldcorrectionfilter::ResourceId, &Make<CLxFlatFieldCorrectionFilter, F>,

@@ -1,6 +1,7 @@
 # The module descriptions and their resource ids.
 set(LXAPI_RESOURCES
   105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
+  108=${CMAKE_CURRENT_LIST_DIR}/lxbalanceratiofilter.xml
   109=${CMAKE_CURRENT_LIST_DIR}/lxpixelformatconverter.xml
   110=${CMAKE_CURRENT_LIST_DIR}/lxreverseconverter.xml
   111=${CMAKE_CURRENT_LIST_DIR}/lxcolortransformationfilter.xml
