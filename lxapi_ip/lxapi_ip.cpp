@@ -6,6 +6,7 @@
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
+#include "lxstillimagewriter.h"
 
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
@@ -51,7 +52,8 @@ constexpr lxip::ConverterRecord Converters[] = {
 
 // The video filer's display name is "AVI" although its model name says Video.
 constexpr lxip::FilerRecord Filers[] = {
-    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", 0, nullptr, nullptr},
+    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", res::lxstillimagewriter::ResourceId,
+     &Make<CLxStillImageWriter, ILxFilerReleasable>, nullptr},
     {LxFilerType_Video, "LxFilerType_Video", "AVI", 0, nullptr, nullptr},
 };
 
