@@ -86,6 +86,26 @@ constexpr TableRow kPngRows[] = {
 };
 #undef PF
 
+// The converter leaves the alpha bytes of its destination as the buffer held them. Where the table
+// keeps alpha (RGBa8 to BGRa8), the source's alpha is carried over, so that no stale byte of a pooled
+// buffer reaches the file.
+void CarryAlpha(ILxImage* source, ILxImage* converted) {
+    ILxPixelFormatInfo* from = lxip::FindPixelFormatInfo(source->GetImagePixelFormat());
+    ILxPixelFormatInfo* to = lxip::FindPixelFormatInfo(converted->GetImagePixelFormat());
+    auto alpha8 = [](ILxPixelFormatInfo* i) { return i && i->HasAlpha() && i->GetPixelBits() == 32 && i->GetComponentCount() == 4; };
+    if (!alpha8(from) || !alpha8(to) || source->GetImageWidth() != converted->GetImageWidth() ||
+        source->GetImageHeight() != converted->GetImageHeight())
+        return;
+    const size_t width = source->GetImageWidth(), height = source->GetImageHeight();
+    const auto* s = static_cast<const uint8_t*>(source->GetImageBuffer());
+    auto* d = static_cast<uint8_t*>(converted->GetImageBuffer());
+    for (size_t y = 0; y < height; ++y) {
+        const uint8_t* sl = s + y * source->GetImageLinePitch();
+        uint8_t* dl = d + y * converted->GetImageLinePitch();
+        for (size_t x = 0; x < width; ++x) dl[4 * x + 3] = sl[4 * x + 3];
+    }
+}
+
 // Filled at library load.
 const auto& g_writerTable = CLxStillImageWriter::StillImageWriterTable();
 
@@ -204,6 +224,7 @@ void CLxStillImageWriter::SaveConverted(ILxImage* image, uint32_t format, bool c
     }
     TemporaryBuffer converted(*this);
     converter.Convert(image, converted.Get());
+    CarryAlpha(image, converted->GetILxImage());
     SaveImage(converted->GetILxImage(), fileFormat, fileName);
 }
 
