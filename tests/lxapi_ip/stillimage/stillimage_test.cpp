@@ -6,6 +6,9 @@
 
 #include <GenApi/GenApi.h>
 
+#include <functional>
+#include <thread>
+
 using namespace lxtest;
 
 namespace {
@@ -430,4 +433,26 @@ TEST(StillImageFiler, ParametersThroughFeaturesAndSetters) {
     const uint32_t big = 500;
     port->Write(&big, lxres::lxstillimagewriter::QualityReg.address, 4);
     EXPECT_EQ(f.typed->GetQuality(), 500u);
+}
+
+// Two threads save through one module at once, each through the converter and the pooled buffers.
+TEST(StillImageFiler, TwoThreadsSaveThroughOneModule) {
+    StillFiler f;
+    ScratchDir dir;
+    BufferPtr images[2] = {RandomImage(33, 17, LxPixelFormat_RGB8, 0, 0, 1), RandomImage(33, 17, LxPixelFormat_RGB8, 0, 0, 2)};
+    const std::string names[2] = {dir / "t0.bmp", dir / "t1.bmp"};
+    auto work = [&](int t) {
+        for (int i = 0; i < 20; ++i) f.typed->Save(images[t]->GetILxImage(), StillImageFileFormat_Bitmap, names[t].c_str());
+    };
+    std::thread a(work, 0), b(work, 1);
+    a.join();
+    b.join();
+    for (int t = 0; t < 2; ++t) {
+        BufferPtr back(CreateILxImageBuffer(nullptr));
+        f.typed->Load(back.Get(), names[t].c_str());
+        for (size_t y = 0; y < 17; ++y)
+            for (size_t x = 0; x < 33; ++x)
+                for (size_t c = 0; c < 3; ++c)
+                    ASSERT_EQ(Bytes(back)[y * Pitch(back) + 3 * x + c], Bytes(images[t])[y * Pitch(images[t]) + 3 * x + 2 - c]);
+    }
 }
