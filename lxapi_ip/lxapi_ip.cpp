@@ -13,6 +13,7 @@
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
 #include "lxreverseconverter.h"
+#include "lxstillimagewriter.h"
 
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
@@ -67,7 +68,8 @@ constexpr lxip::ConverterRecord Converters[] = {
 
 // The video filer's display name is "AVI" although its model name says Video.
 constexpr lxip::FilerRecord Filers[] = {
-    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", 0, nullptr, nullptr},
+    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", res::lxstillimagewriter::ResourceId,
+     &Make<CLxStillImageWriter, ILxFilerReleasable>, nullptr},
     {LxFilerType_Video, "LxFilerType_Video", "AVI", 0, nullptr, nullptr},
 };
 
