@@ -4,6 +4,8 @@
 #include "frame/lxmoduleregistry.h"
 #include "lxdescriptions.h"
 #include "lxgammacorrectionfilter.h"
+#include "lxgraphdatabufferlist.h"
+#include "lxgraphdatafilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
 
@@ -37,7 +39,8 @@ constexpr lxip::FilterRecord Filters[] = {
      nullptr},
     {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression", 0, nullptr, nullptr},
     {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
-    {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
+    {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", res::lxgraphdatafilter::ResourceId,
+     &Make<CLxGraphDataFilter, F>, &InfoOf<CLxGraphDataFilter>},
     {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging", 0, nullptr, nullptr},
     {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection", 0,
      nullptr, nullptr},
@@ -109,12 +112,15 @@ ILxConverterReleasable* CreateILxConverter(ELxConverterType_t type) {
 
 ILxFilerReleasable* CreateILxFiler(ELxFilerType_t type) { return Create(Filers, "CreateILxFiler", type); }
 
-ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAllocator* /*allocator*/) {
+// The allocator (or null) goes to the filter's three result lists.
+ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAllocator* allocator) {
     CheckLxApiInitialized();
-    ThrowNotAvailable("CreateILxGraphDataFilter", Filters[LxFilterType_GraphData].typeName);
+    return lxip::TranslateBadAlloc([&] { return static_cast<F*>(new CLxGraphDataFilter(allocator)); });
 }
 
-ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(ILxSpecificTypeAllocator* /*allocator*/) {
+ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(ILxSpecificTypeAllocator* allocator) {
     CheckLxApiInitialized();
-    ThrowNotAvailable("CreateILxGraphDataBufferListResizable", "CLxGraphDataBufferListResizable");
+    return lxip::TranslateBadAlloc([&] {
+        return static_cast<ILxGraphDataBufferListResizableReleasable*>(new CLxGraphDataBufferList(allocator));
+    });
 }

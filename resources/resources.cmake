@@ -2,4 +2,5 @@
 set(LXAPI_RESOURCES
   105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
   109=${CMAKE_CURRENT_LIST_DIR}/lxpixelformatconverter.xml
+  120=${CMAKE_CURRENT_LIST_DIR}/lxgraphdatafilter.xml
 )
