@@ -38,10 +38,72 @@ void DenseHistogram(const Lines& lines, const Series& s, uint32_t mask, uint32_t
     for (size_t b = 0; b < bins; ++b) h0[b] += h1[b] + h2[b] + h3[b];
 }
 
+// Bytes eight at a time: one load, eight counters fed from its bytes.
+template <>
+void DenseHistogram<uint8_t>(const Lines& lines, const Series& s, uint32_t, uint32_t* scratch) {
+    uint32_t* h[4] = {s.data, scratch, scratch + 256, scratch + 512};
+    std::memset(scratch, 0, 3 * 256 * sizeof(uint32_t));
+    const size_t octets = s.count / 8;
+    for (size_t y = 0; y < lines.count; ++y) {
+        const uint8_t* p = lines.first + y * lines.pitch + s.first;
+        size_t i = 0;
+        for (size_t o = 0; o < octets; ++o, i += 8) {
+            uint64_t v;
+            std::memcpy(&v, p + i, 8);
+            ++h[0][v & 0xFF];
+            ++h[1][(v >> 8) & 0xFF];
+            ++h[2][(v >> 16) & 0xFF];
+            ++h[3][(v >> 24) & 0xFF];
+            ++h[0][(v >> 32) & 0xFF];
+            ++h[1][(v >> 40) & 0xFF];
+            ++h[2][(v >> 48) & 0xFF];
+            ++h[3][v >> 56];
+        }
+        for (; i < s.count; ++i) ++h[0][p[i]];
+    }
+    for (size_t b = 0; b < 256; ++b) h[0][b] += h[1][b] + h[2][b] + h[3][b];
+}
+
+// The three colour samples of each pixel in one pass, every second pixel into a second set of bins.
+template <class S, size_t Step>
+void ColourHistogram(const Lines& lines, const Series* series, uint32_t mask, uint32_t* scratch) {
+    const size_t bins = size_t(mask) + 1;
+    uint32_t* a[3] = {series[0].data, series[1].data, series[2].data};
+    uint32_t* b[3] = {scratch, scratch + bins, scratch + 2 * bins};
+    std::memset(scratch, 0, 3 * bins * sizeof(uint32_t));
+    const size_t count = series[0].count;
+    for (size_t y = 0; y < lines.count; ++y) {
+        const uint8_t* p = lines.first + y * lines.pitch + series[0].first * sizeof(S);
+        size_t i = 0;
+        for (; i + 2 <= count; i += 2) {
+            const uint8_t* q = p + i * Step * sizeof(S);
+            ++a[0][Sample<S>(q, 0) & mask];
+            ++a[1][Sample<S>(q, 1) & mask];
+            ++a[2][Sample<S>(q, 2) & mask];
+            ++b[0][Sample<S>(q, Step) & mask];
+            ++b[1][Sample<S>(q, Step + 1) & mask];
+            ++b[2][Sample<S>(q, Step + 2) & mask];
+        }
+        if (i < count) {
+            const uint8_t* q = p + i * Step * sizeof(S);
+            for (size_t c = 0; c < 3; ++c) ++a[c][Sample<S>(q, c) & mask];
+        }
+    }
+    for (size_t c = 0; c < 3; ++c)
+        for (size_t k = 0; k < bins; ++k) a[c][k] += b[c][k];
+}
+
 template <class S, size_t Step>
 void Histogram(const Lines& lines, const Series* series, size_t n, uint32_t mask, uint32_t* scratch) {
     if (Step == 1 && n == 1 && scratch && ScratchElements(mask)) {
         DenseHistogram<S>(lines, series[0], mask, scratch);
+        return;
+    }
+    // The samples of a colour pixel: three series side by side, of one length.
+    if ((Step == 3 || Step == 4) && n == 3 && scratch && ScratchElements(mask) &&
+        series[1].first == series[0].first + 1 && series[2].first == series[0].first + 2 &&
+        series[1].count == series[0].count && series[2].count == series[0].count) {
+        ColourHistogram<S, Step>(lines, series, mask, scratch);
         return;
     }
     for (size_t y = 0; y < lines.count; ++y) {
