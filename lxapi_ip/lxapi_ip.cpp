@@ -9,6 +9,8 @@
 #include "lxdefectivepixeldetectionfilter.h"
 #include "lxflatfieldcorrectionfilter.h"
 #include "lxgammacorrectionfilter.h"
+#include "lxgraphdatabufferlist.h"
+#include "lxgraphdatafilter.h"
 #include "lximageaveragingfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
@@ -51,7 +53,8 @@ constexpr lxip::FilterRecord Filters[] = {
      res::lxchromasuppressionfilter::ResourceId, &Make<CLxChromaSuppressionFilter, F>,
      &InfoOf<CLxChromaSuppressionFilter>},
     {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
-    {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
+    {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", res::lxgraphdatafilter::ResourceId,
+     &Make<CLxGraphDataFilter, F>, &InfoOf<CLxGraphDataFilter>},
     {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging",
      res::lximageaveragingfilter::ResourceId, &Make<CLxImageAveragingFilter, F>, &InfoOf<CLxImageAveragingFilter>},
     {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection",
@@ -127,12 +130,15 @@ ILxConverterReleasable* CreateILxConverter(ELxConverterType_t type) {
 
 ILxFilerReleasable* CreateILxFiler(ELxFilerType_t type) { return Create(Filers, "CreateILxFiler", type); }
 
-ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAllocator* /*allocator*/) {
+// The allocator (or null) goes to the filter's three result lists.
+ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAllocator* allocator) {
     CheckLxApiInitialized();
-    ThrowNotAvailable("CreateILxGraphDataFilter", Filters[LxFilterType_GraphData].typeName);
+    return lxip::TranslateBadAlloc([&] { return static_cast<F*>(new CLxGraphDataFilter(allocator)); });
 }
 
-ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(ILxSpecificTypeAllocator* /*allocator*/) {
+ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(ILxSpecificTypeAllocator* allocator) {
     CheckLxApiInitialized();
-    ThrowNotAvailable("CreateILxGraphDataBufferListResizable", "CLxGraphDataBufferListResizable");
+    return lxip::TranslateBadAlloc([&] {
+        return static_cast<ILxGraphDataBufferListResizableReleasable*>(new CLxGraphDataBufferList(allocator));
+    });
 }
