@@ -3,6 +3,7 @@
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
 #include "lxdescriptions.h"
+#include "lxedgeenhancementfilter.h"
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
@@ -30,7 +31,8 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_GammaCorrection, "LxFilterType_GammaCorrection", "Gamma Correction",
      res::lxgammacorrectionfilter::ResourceId, &Make<CLxGammaCorrectionFilter, F>, &InfoOf<CLxGammaCorrectionFilter>},
     {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation", 0, nullptr, nullptr},
-    {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
+    {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement",
+     res::lxedgeenhancementfilter::ResourceId, &Make<CLxEdgeEnhancementFilter, F>, &InfoOf<CLxEdgeEnhancementFilter>},
     {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
     {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
