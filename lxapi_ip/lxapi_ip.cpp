@@ -6,6 +6,7 @@
 #include "lxedgeenhancementfilter.h"
 #include "lxgammacorrectionfilter.h"
 #include "lxiputil.h"
+#include "lxnoisereductionfilter.h"
 #include "lxpixelformatconverter.h"
 
 #include <lxapi/lxapi_ip.h>
@@ -34,7 +35,8 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement",
      res::lxedgeenhancementfilter::ResourceId, &Make<CLxEdgeEnhancementFilter, F>, &InfoOf<CLxEdgeEnhancementFilter>},
     {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
-    {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
+    {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction",
+     res::lxnoisereductionfilter::ResourceId, &Make<CLxNoiseReductionFilter, F>, &InfoOf<CLxNoiseReductionFilter>},
     {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
      nullptr},
     {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression", 0, nullptr, nullptr},
