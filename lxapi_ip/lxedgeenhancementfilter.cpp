@@ -165,9 +165,13 @@ void CLxEdgeEnhancementFilter::SetStrength(double value) { Registers::Strength.S
 uint32_t CLxEdgeEnhancementFilter::GetThresh() { return Registers::Thresh.Get(*this); }
 void CLxEdgeEnhancementFilter::SetThresh(uint32_t value) { Registers::Thresh.Set(*this, value); }
 
-CLxEdgeEnhancementFilter::TableRef CLxEdgeEnhancementFilter::AcquireTable(size_t bits) {
-    const double strength = GetStrength();
-    const uint32_t thresh = GetThresh();
+CLxEdgeEnhancementFilter::TableRef CLxEdgeEnhancementFilter::AcquireTable(size_t bits, uint32_t& thresh) {
+    double strength;
+    {
+        GenApi::AutoLock guard(ParameterLock());
+        strength = m_strength;
+        thresh = m_thresh;
+    }
     // Not above 0 (a NaN written through the port included): no table, the image passes.
     if (!(strength > 0.0)) return TableRef();
     return m_tables.Acquire(Key{bits, strength, thresh}, [&] { return BuildTable(bits, strength, thresh); });
@@ -188,7 +192,8 @@ lxedge::Plane<Sample> PlaneOf(ILxImage* image, size_t offset, size_t step) {
 } // namespace
 
 void CLxEdgeEnhancementFilter::FilterMono8(ILxImage* image) {
-    const TableRef table = AcquireTable(8);
+    uint32_t thresh;
+    const TableRef table = AcquireTable(8, thresh);
     if (!table || image->GetImageWidth() < 3 || image->GetImageHeight() < 3) return;
     TemporaryBuffer work(*this);
     lxedge::EnhanceMono8(static_cast<uint8_t*>(image->GetImageBuffer()), image->GetImageLinePitch(),
@@ -198,20 +203,22 @@ void CLxEdgeEnhancementFilter::FilterMono8(ILxImage* image) {
 
 void CLxEdgeEnhancementFilter::FilterMono16(ILxImage* image) {
     const size_t bits = GetILxPixelFormatInfo(image->GetImagePixelFormat())->GetComponentBits();
-    const TableRef table = AcquireTable(bits);
+    uint32_t thresh;
+    const TableRef table = AcquireTable(bits, thresh);
     if (!table || image->GetImageWidth() < 3 || image->GetImageHeight() < 3) return;
     TemporaryBuffer work(*this);
     lxedge::EnhanceInPlace(PlaneOf<uint16_t>(image, 0, 1), WorkLines<uint32_t>(work.Get(), image->GetImageWidth()),
-                           AmountsOf(*table, bits, GetThresh()));
+                           AmountsOf(*table, bits, thresh));
 }
 
 void CLxEdgeEnhancementFilter::FilterLuma(ILxImage* image) {
-    const TableRef table = AcquireTable(8);
+    uint32_t thresh;
+    const TableRef table = AcquireTable(8, thresh);
     if (!table || image->GetImageWidth() < 3 || image->GetImageHeight() < 3) return;
     const LumaLayout layout = LayoutOf(image->GetImagePixelFormat());
     TemporaryBuffer work(*this);
     lxedge::EnhanceInPlace(PlaneOf<uint8_t>(image, layout.position, layout.step),
-                           WorkLines<uint16_t>(work.Get(), image->GetImageWidth()), AmountsOf(*table, 8, GetThresh()));
+                           WorkLines<uint16_t>(work.Get(), image->GetImageWidth()), AmountsOf(*table, 8, thresh));
 }
 
 // Colour: the decision comes from the image's luminance, made by the filter's own converter into its
@@ -223,7 +230,8 @@ void CLxEdgeEnhancementFilter::FilterColor(ILxImage* image) {
     ILxPixelFormatInfo* info = GetILxPixelFormatInfo(format);
     const size_t bits = info->GetComponentBits();
     const uint32_t monoFormat = MonoFormatFor(bits, format);
-    const TableRef table = AcquireTable(bits);
+    uint32_t thresh;
+    const TableRef table = AcquireTable(bits, thresh);
     if (!table || image->GetImageWidth() < 3 || image->GetImageHeight() < 3) return;
 
     GenApi::AutoLock colorGuard(m_colorLock);
@@ -242,7 +250,7 @@ void CLxEdgeEnhancementFilter::FilterColor(ILxImage* image) {
     const lxedge::Plane<Sample> channels[3] = {PlaneOf<Sample>(image, 0, step),
                                                PlaneOf<Sample>(image, sizeof(Sample), step),
                                                PlaneOf<Sample>(image, 2 * sizeof(Sample), step)};
-    const lxedge::Amounts amounts = AmountsOf(*table, bits, GetThresh());
+    const lxedge::Amounts amounts = AmountsOf(*table, bits, thresh);
     TemporaryBuffer work(*this);
     lxedge::EnhancePlane(PlaneOf<Sample>(mono, 0, 1), WorkLines<lxedge::LineSum<Sample>>(work.Get(), mono->GetImageWidth()),
                          [&](size_t y, size_t x, uint32_t c, uint32_t m) {

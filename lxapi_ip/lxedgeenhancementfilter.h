@@ -33,8 +33,9 @@ public:
     void SetThresh(uint32_t value) override;
 
 private:
-    // The table for images of `bits`, or none while Strength is not above 0.
-    TableRef AcquireTable(size_t bits);
+    // The table for images of `bits`, or none while Strength is not above 0; `thresh` is the Thresh it
+    // was made for (a setter may change the parameter meanwhile).
+    TableRef AcquireTable(size_t bits, uint32_t& thresh);
 
     void FilterMono8(ILxImage* image);
     void FilterMono16(ILxImage* image);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <functional>
 #include <random>
+#include <thread>
 
 using namespace lxtest;
 
@@ -217,9 +218,12 @@ TEST(EdgeFilter, ColourMovesEachChannelByTheLumaDecision) {
         unsigned bits;
         size_t samples;
     } forms[] = {
-        {LxPixelFormat_RGB8, LxPixelFormat_Mono8, 8, 3},     {LxPixelFormat_BGRa8, LxPixelFormat_Mono8, 8, 4},
-        {LxPixelFormat_BGR10, LxPixelFormat_Mono10, 10, 3},  {LxPixelFormat_BGRa12, LxPixelFormat_Mono12, 12, 4},
-        {LxPixelFormat_BGR16, LxPixelFormat_Mono16, 16, 3},
+        {LxPixelFormat_RGB8, LxPixelFormat_Mono8, 8, 3},     {LxPixelFormat_RGBa8, LxPixelFormat_Mono8, 8, 4},
+        {LxPixelFormat_BGR8, LxPixelFormat_Mono8, 8, 3},     {LxPixelFormat_BGRa8, LxPixelFormat_Mono8, 8, 4},
+        {LxPixelFormat_BGR10, LxPixelFormat_Mono10, 10, 3},  {LxPixelFormat_BGRa10, LxPixelFormat_Mono10, 10, 4},
+        {LxPixelFormat_BGR12, LxPixelFormat_Mono12, 12, 3},  {LxPixelFormat_BGRa12, LxPixelFormat_Mono12, 12, 4},
+        {LxPixelFormat_BGR14, LxPixelFormat_Mono14, 14, 3},  {LxPixelFormat_BGRa14, LxPixelFormat_Mono14, 14, 4},
+        {LxPixelFormat_BGR16, LxPixelFormat_Mono16, 16, 3},  {LxPixelFormat_BGRa16, LxPixelFormat_Mono16, 16, 4},
     };
     std::mt19937 rng(5);
     Edge e;
@@ -277,6 +281,40 @@ TEST(EdgeFilter, ADepthChangeUsesATableOfTheNewDepth) {
     EXPECT_EQ(Snapshot(deep), Snapshot(deepCopy));
 }
 
+// Threads filter on one filter while its parameters change: every image comes out as under one of the
+// settings passed through (both parameters change one after the other), and a table replaced meanwhile
+// stays alive for the call using it.
+TEST(EdgeFilter, SharedBetweenThreadsWhileParametersChange) {
+    std::mt19937 rng(23);
+    const size_t w = 37, h = 20;
+    BufferPtr original = MakeImage(w, h, LxPixelFormat_Mono12);
+    Randomize(original, rng, 12);
+    auto result = [&](double strength, uint32_t thresh) {
+        Edge e;
+        e.Set(strength, thresh);
+        BufferPtr img = MakeImage(w, h, LxPixelFormat_Mono12);
+        img->CopyImage(original->GetILxImage());
+        e.filter->Filter(img->GetILxImage());
+        return Snapshot(img);
+    };
+    const std::vector<std::vector<uint8_t>> results = {result(1.0, 2), result(5.0, 2), result(5.0, 0), result(1.0, 0)};
+    Edge shared;
+    shared.Set(1.0, 2);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; ++t)
+        threads.emplace_back([&] {
+            BufferPtr img = MakeImage(w, h, LxPixelFormat_Mono12);
+            for (int i = 0; i < 100; ++i) {
+                img->CopyImage(original->GetILxImage());
+                shared.filter->Filter(img->GetILxImage());
+                const std::vector<uint8_t> got = Snapshot(img);
+                EXPECT_NE(std::find(results.begin(), results.end(), got), results.end());
+            }
+        });
+    for (int i = 0; i < 200; ++i) i % 2 ? shared.Set(1.0, 2) : shared.Set(5.0, 0);
+    for (auto& t : threads) t.join();
+}
+
 TEST(EdgeFilter, SettersRegistersAndTexts) {
     Edge e;
     EXPECT_EQ(e.typed->GetStrength(), 0.0);
@@ -319,6 +357,43 @@ TEST(EdgeFilter, SettersRegistersAndTexts) {
     e.filter->Filter(img->GetILxImage());
     EXPECT_EQ(Snapshot(img), before);
     EXPECT_EQ(GenApi::CIntegerPtr(map->GetNode("SizeTSize"))->GetValue(), int64_t(sizeof(size_t)));
+}
+
+namespace {
+// An image of the caller's own making, at any address and pitch.
+struct ForeignImage : ILxImage {
+    uint32_t format = 0;
+    size_t width = 0, height = 0, pitch = 0;
+    uint8_t* data = nullptr;
+    size_t GetImageWidth() override { return width; }
+    size_t GetImageHeight() override { return height; }
+    size_t GetImageLinePitch() override { return pitch; }
+    size_t GetImagePlaneSize() override { return height * pitch; }
+    uint32_t GetImagePixelFormat() override { return format; }
+    void* GetImageBuffer() override { return data; }
+};
+} // namespace
+
+// 16-bit lines at odd addresses come out as on even ones (the sanitizer build checks the loads).
+TEST(EdgeFilter, WordLinesAtOddAddresses) {
+    std::mt19937 rng(13);
+    Edge e;
+    e.Set(2.0, 3);
+    const size_t w = 11, h = 6;
+    BufferPtr even = MakeImage(w, h, LxPixelFormat_Mono12);
+    Randomize(even, rng, 12);
+    std::vector<uint8_t> storage(1 + (2 * w + 1) * h);
+    ForeignImage odd;
+    odd.format = LxPixelFormat_Mono12;
+    odd.width = w;
+    odd.height = h;
+    odd.pitch = 2 * w + 1;
+    odd.data = storage.data() + 1;
+    for (size_t y = 0; y < h; ++y) std::memcpy(odd.data + y * odd.pitch, Bytes(even) + y * Pitch(even), 2 * w);
+    e.filter->Filter(even->GetILxImage());
+    e.filter->Filter(&odd);
+    for (size_t y = 0; y < h; ++y)
+        EXPECT_EQ(0, std::memcmp(odd.data + y * odd.pitch, Bytes(even) + y * Pitch(even), 2 * w)) << y;
 }
 
 TEST(EdgeFilter, UnsupportedFormatsAndInfo) {
