@@ -33,8 +33,8 @@ TEST(Factories, RangeTextsNameTheExport) {
 
 TEST(Factories, ModulesOfLaterBuildsSayTheyAreNotAvailable) {
     const std::string text =
-        TextOf<GenICam::RuntimeException>([] { CreateILxFilter(LxFilterType_NoiseReduction); });
-    EXPECT_NE(text.find("LxFilterType_NoiseReduction"), std::string::npos) << text;
+        TextOf<GenICam::RuntimeException>([] { CreateILxFilter(LxFilterType_DefectivePixelDetection); });
+    EXPECT_NE(text.find("LxFilterType_DefectivePixelDetection"), std::string::npos) << text;
     EXPECT_NE(TextOf<GenICam::RuntimeException>([] { CreateILxFiler(LxFilerType_Video); }).find("not yet available"),
               std::string::npos);
 }
