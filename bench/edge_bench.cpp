@@ -76,6 +76,7 @@ void Kernel(benchmark::State& state, lxcpu::Level level) {
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(W * H));
 }
 BENCHMARK_CAPTURE(Kernel, Portable, lxcpu::Level::Portable)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Kernel, Avx2, lxcpu::Level::Avx2)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Kernel, Avx512, lxcpu::Level::Avx512)->Unit(benchmark::kMillisecond);
 
 #ifdef LXBENCH_HAVE_OPENCV

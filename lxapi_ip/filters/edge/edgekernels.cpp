@@ -30,7 +30,7 @@ void PortableEnhance8(uint8_t* row, const uint16_t* up, const uint16_t* here, co
 constexpr RowKernels kPortable = {PortableLineSum8, PortableEnhance8};
 
 const lxcpu::KernelForms<RowKernels>& Forms() noexcept {
-    static const lxcpu::KernelForms<RowKernels> forms(&kPortable, nullptr, Avx512Rows());
+    static const lxcpu::KernelForms<RowKernels> forms(&kPortable, Avx2Rows(), Avx512Rows());
     return forms;
 }
 

@@ -113,6 +113,7 @@ struct RowKernels {
 };
 
 const RowKernels& PortableRows() noexcept;
+const RowKernels* Avx2Rows() noexcept;   // null where this build has no such form
 const RowKernels* Avx512Rows() noexcept; // null where this build has no such form
 
 // The level of the rows that run now, or would at `allowed`.
