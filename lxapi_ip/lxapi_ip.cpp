@@ -7,12 +7,14 @@
 #include "lxcolortransformationfilter.h"
 #include "lxdescriptions.h"
 #include "lxdefectivepixeldetectionfilter.h"
+#include "lxedgeenhancementfilter.h"
 #include "lxflatfieldcorrectionfilter.h"
 #include "lxgammacorrectionfilter.h"
 #include "lxgraphdatabufferlist.h"
 #include "lxgraphdatafilter.h"
 #include "lximageaveragingfilter.h"
 #include "lxiputil.h"
+#include "lxnoisereductionfilter.h"
 #include "lxpixelformatconverter.h"
 #include "lxreverseconverter.h"
 #include "lxstillimagewriter.h"
@@ -42,10 +44,12 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation",
      res::lxcolortransformationfilter::ResourceId, &Make<CLxColorTransformationFilter, F>,
      &InfoOf<CLxColorTransformationFilter>},
-    {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
+    {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement",
+     res::lxedgeenhancementfilter::ResourceId, &Make<CLxEdgeEnhancementFilter, F>, &InfoOf<CLxEdgeEnhancementFilter>},
     {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", res::lxbalanceratiofilter::ResourceId,
      &Make<CLxBalanceRatioFilter, F>, &InfoOf<CLxBalanceRatioFilter>},
-    {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
+    {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction",
+     res::lxnoisereductionfilter::ResourceId, &Make<CLxNoiseReductionFilter, F>, &InfoOf<CLxNoiseReductionFilter>},
     {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction",
      res::lxflatfieldcorrectionfilter::ResourceId, &Make<CLxFlatFieldCorrectionFilter, F>,
      &InfoOf<CLxFlatFieldCorrectionFilter>},

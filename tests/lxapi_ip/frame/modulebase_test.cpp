@@ -31,14 +31,6 @@ TEST(Factories, RangeTextsNameTheExport) {
               "CreateILxFiler = -3 must be equal or greater than Min = 0");
 }
 
-TEST(Factories, ModulesOfLaterBuildsSayTheyAreNotAvailable) {
-    const std::string text =
-        TextOf<GenICam::RuntimeException>([] { CreateILxFilter(LxFilterType_NoiseReduction); });
-    EXPECT_NE(text.find("LxFilterType_NoiseReduction"), std::string::npos) << text;
-    EXPECT_NE(TextOf<GenICam::RuntimeException>([] { CreateILxFiler(LxFilerType_Video); }).find("not yet available"),
-              std::string::npos);
-}
-
 TEST(Factories, UninitialisedSdkIsRefused) {
     LxApiTerminate();
     EXPECT_THROW(CreateILxFilter(LxFilterType_GammaCorrection), GenICam::GenericException);
