@@ -2,11 +2,20 @@
 // initialised, then the range of its argument, then makes the module and hands out its releasable
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
+#include "lxbalanceratiofilter.h"
+#include "lxchromasuppressionfilter.h"
+#include "lxcolortransformationfilter.h"
 #include "lxdescriptions.h"
+#include "lxdefectivepixeldetectionfilter.h"
+#include "lxflatfieldcorrectionfilter.h"
 #include "lxgammacorrectionfilter.h"
+#include "lxgraphdatabufferlist.h"
+#include "lxgraphdatafilter.h"
+#include "lximageaveragingfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
 #include "lxreverseconverter.h"
+#include "lxstillimagewriter.h"
 
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
@@ -30,18 +39,27 @@ using F = ILxFilterReleasable;
 constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_GammaCorrection, "LxFilterType_GammaCorrection", "Gamma Correction",
      res::lxgammacorrectionfilter::ResourceId, &Make<CLxGammaCorrectionFilter, F>, &InfoOf<CLxGammaCorrectionFilter>},
-    {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation", 0, nullptr, nullptr},
+    {LxFilterType_ColorTransformation, "LxFilterType_ColorTransformation", "Color Transformation",
+     res::lxcolortransformationfilter::ResourceId, &Make<CLxColorTransformationFilter, F>,
+     &InfoOf<CLxColorTransformationFilter>},
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
-    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
+    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", res::lxbalanceratiofilter::ResourceId,
+     &Make<CLxBalanceRatioFilter, F>, &InfoOf<CLxBalanceRatioFilter>},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
-    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
-     nullptr},
-    {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression", 0, nullptr, nullptr},
+    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction",
+     res::lxflatfieldcorrectionfilter::ResourceId, &Make<CLxFlatFieldCorrectionFilter, F>,
+     &InfoOf<CLxFlatFieldCorrectionFilter>},
+    {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression",
+     res::lxchromasuppressionfilter::ResourceId, &Make<CLxChromaSuppressionFilter, F>,
+     &InfoOf<CLxChromaSuppressionFilter>},
     {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
-    {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
-    {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging", 0, nullptr, nullptr},
-    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection", 0,
-     nullptr, nullptr},
+    {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", res::lxgraphdatafilter::ResourceId,
+     &Make<CLxGraphDataFilter, F>, &InfoOf<CLxGraphDataFilter>},
+    {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging",
+     res::lximageaveragingfilter::ResourceId, &Make<CLxImageAveragingFilter, F>, &InfoOf<CLxImageAveragingFilter>},
+    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection",
+     res::lxdefectivepixeldetectionfilter::ResourceId, &Make<CLxDefectivePixelDetectionFilter, F>,
+     &InfoOf<CLxDefectivePixelDetectionFilter>},
 };
 
 constexpr lxip::ConverterRecord Converters[] = {
@@ -53,7 +71,8 @@ constexpr lxip::ConverterRecord Converters[] = {
 
 // The video filer's display name is "AVI" although its model name says Video.
 constexpr lxip::FilerRecord Filers[] = {
-    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", 0, nullptr, nullptr},
+    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", res::lxstillimagewriter::ResourceId,
+     &Make<CLxStillImageWriter, ILxFilerReleasable>, nullptr},
     {LxFilerType_Video, "LxFilerType_Video", "AVI", 0, nullptr, nullptr},
 };
 
@@ -111,12 +130,15 @@ ILxConverterReleasable* CreateILxConverter(ELxConverterType_t type) {
 
 ILxFilerReleasable* CreateILxFiler(ELxFilerType_t type) { return Create(Filers, "CreateILxFiler", type); }
 
-ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAllocator* /*allocator*/) {
+// The allocator (or null) goes to the filter's three result lists.
+ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAllocator* allocator) {
     CheckLxApiInitialized();
-    ThrowNotAvailable("CreateILxGraphDataFilter", Filters[LxFilterType_GraphData].typeName);
+    return lxip::TranslateBadAlloc([&] { return static_cast<F*>(new CLxGraphDataFilter(allocator)); });
 }
 
-ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(ILxSpecificTypeAllocator* /*allocator*/) {
+ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(ILxSpecificTypeAllocator* allocator) {
     CheckLxApiInitialized();
-    ThrowNotAvailable("CreateILxGraphDataBufferListResizable", "CLxGraphDataBufferListResizable");
+    return lxip::TranslateBadAlloc([&] {
+        return static_cast<ILxGraphDataBufferListResizableReleasable*>(new CLxGraphDataBufferList(allocator));
+    });
 }

@@ -12,7 +12,10 @@ LXAPI_WITH_FUZZ=1 ./scripts/install-deps.sh
 dir=${LXAPI_FUZZ_DIR:-build-fuzz}
 seconds=${LXAPI_FUZZ_SECONDS:-60}
 harnesses=("$@")
-[ ${#harnesses[@]} -gt 0 ] || harnesses=(nodemap formula port converter)
+# Every harness in fuzz/ unless names are given.
+if [ ${#harnesses[@]} -eq 0 ]; then
+  for f in fuzz/*_fuzzer.cpp; do harnesses+=("$(basename "$f" _fuzzer.cpp)"); done
+fi
 targets=()
 for name in "${harnesses[@]}"; do targets+=("fuzz_$name"); done
 

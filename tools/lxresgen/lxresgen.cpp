@@ -144,17 +144,28 @@ std::string Header(const std::vector<Description>& all) {
               << ", " << (r.length ? std::to_string(r.length) : "lxip::SizeTWidth") << ", lxip::RegisterAccess::"
               << r.access << ", lxip::RegisterKind::" << r.kind << "};\n";
         }
-        s << "inline constexpr lxip::RegisterNode RegisterNodes[] = {";
-        for (size_t i = 0; i < d.registers.size(); ++i) s << (i ? ", " : "") << d.registers[i].name;
-        s << "};\n} // namespace " << d.stem << "\n";
+        // A description without registers (a module driven by typed calls alone) has no list: a C++
+        // array cannot be empty.
+        if (d.registers.empty()) {
+            s << "inline constexpr const lxip::RegisterNode* RegisterNodes = nullptr;\n";
+        } else {
+            s << "inline constexpr lxip::RegisterNode RegisterNodes[] = {";
+            for (size_t i = 0; i < d.registers.size(); ++i) s << (i ? ", " : "") << d.registers[i].name;
+            s << "};\n";
+        }
+        s << "} // namespace " << d.stem << "\n";
     }
     s << "\n// Every embedded description, for the tests that walk them all.\n"
          "struct DescriptionRegisters {\n    int32_t resourceId;\n    const char* modelName;\n"
          "    const lxip::RegisterNode* registers;\n    size_t count;\n};\n"
          "inline constexpr DescriptionRegisters AllDescriptions[] = {\n";
-    for (const Description& d : all)
-        s << "    {" << d.stem << "::ResourceId, " << d.stem << "::ModelName, " << d.stem << "::RegisterNodes, std::size("
-          << d.stem << "::RegisterNodes)},\n";
+    for (const Description& d : all) {
+        s << "    {" << d.stem << "::ResourceId, " << d.stem << "::ModelName, " << d.stem << "::RegisterNodes, ";
+        if (d.registers.empty())
+            s << "0},\n";
+        else
+            s << "std::size(" << d.stem << "::RegisterNodes)},\n";
+    }
     s << "};\n\n} // namespace lxres\n";
     return s.str();
 }
