@@ -118,15 +118,29 @@ inline size_t PutWord(uint8_t* buf, size_t pos, uint32_t w) noexcept {
     return pos;
 }
 
-inline size_t PutBits(uint8_t* buf, size_t pos, HuffmanState& st, uint32_t value, uint32_t n) noexcept {
-    st.acc = (st.acc << n) | value;
-    st.bits += n;
-    if (st.bits >= 32) {
-        st.bits -= 32;
-        pos = PutWord(buf, pos, static_cast<uint32_t>(st.acc >> st.bits));
+// The accumulator, output buffer and position of one block, held in locals while the block is coded:
+// stores through the byte pointer cannot touch them, so they stay in registers.
+struct BitWriter {
+    uint64_t acc;
+    uint32_t bits;
+    uint8_t* buf;
+    size_t pos;
+
+    BitWriter(const HuffmanState& st, uint8_t* b, size_t p) noexcept : acc(st.acc), bits(st.bits), buf(b), pos(p) {}
+    size_t Finish(HuffmanState& st) const noexcept {
+        st.acc = acc;
+        st.bits = bits;
+        return pos;
     }
-    return pos;
-}
+    void Put(uint32_t value, uint32_t n) noexcept {
+        acc = (acc << n) | value;
+        bits += n;
+        if (bits >= 32) {
+            bits -= 32;
+            pos = PutWord(buf, pos, static_cast<uint32_t>(acc >> bits));
+        }
+    }
+};
 
 // Category (bit count) of a magnitude, and the bits that code a value in it (one's complement for
 // negatives).
@@ -135,20 +149,18 @@ inline uint32_t ValueBits(int v, uint32_t n) noexcept {
     return static_cast<uint32_t>(v < 0 ? v - 1 : v) & ((1u << n) - 1);
 }
 
-inline size_t PutDc(uint8_t* buf, size_t pos, int16_t dc, int16_t& lastDc, const HuffmanCodeTable& t,
-                    HuffmanState& st) noexcept {
+inline void PutDc(BitWriter& w, int16_t dc, int16_t& lastDc, const HuffmanCodeTable& t) noexcept {
     const int diff = dc - lastDc;
     lastDc = dc;
     const uint32_t n = BitCount(static_cast<uint32_t>(diff < 0 ? -diff : diff));
-    return PutBits(buf, pos, st, (t.code[n] << n) | ValueBits(diff, n), t.size[n] + n);
+    w.Put((t.code[n] << n) | ValueBits(diff, n), t.size[n] + n);
 }
 
 // One nonzero AC coefficient after `run` zeros (run below 16).
-inline size_t PutAc(uint8_t* buf, size_t pos, int v, uint32_t run, const HuffmanCodeTable& t,
-                    HuffmanState& st) noexcept {
+inline void PutAc(BitWriter& w, int v, uint32_t run, const HuffmanCodeTable& t) noexcept {
     const uint32_t n = BitCount(static_cast<uint32_t>(v < 0 ? -v : v));
     const uint32_t sym = (run << 4) | n;
-    return PutBits(buf, pos, st, (t.code[sym] << n) | ValueBits(v, n), t.size[sym] + n);
+    w.Put((t.code[sym] << n) | ValueBits(v, n), t.size[sym] + n);
 }
 
 } // namespace lxjpeg::detail

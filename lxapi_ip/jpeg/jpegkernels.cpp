@@ -98,7 +98,8 @@ void ForwardDct(const uint8_t* src, size_t step, size_t count, const ForwardQuan
 
 size_t EncodeBlock(const int16_t* coef, uint8_t* buf, size_t pos, int16_t& lastDc, const HuffmanCodeTable& dc,
                    const HuffmanCodeTable& ac, HuffmanState& st) {
-    pos = PutDc(buf, pos, coef[0], lastDc, dc, st);
+    BitWriter w(st, buf, pos);
+    PutDc(w, coef[0], lastDc, dc);
     uint32_t run = 0;
     for (int k = 1; k < 64; ++k) {
         const int v = coef[kZigzag[k]];
@@ -106,12 +107,12 @@ size_t EncodeBlock(const int16_t* coef, uint8_t* buf, size_t pos, int16_t& lastD
             ++run;
             continue;
         }
-        for (; run > 15; run -= 16) pos = PutBits(buf, pos, st, ac.code[0xF0], ac.size[0xF0]);
-        pos = PutAc(buf, pos, v, run, ac, st);
+        for (; run > 15; run -= 16) w.Put(ac.code[0xF0], ac.size[0xF0]);
+        PutAc(w, v, run, ac);
         run = 0;
     }
-    if (run) pos = PutBits(buf, pos, st, ac.code[0], ac.size[0]);
-    return pos;
+    if (run) w.Put(ac.code[0], ac.size[0]);
+    return w.Finish(st);
 }
 
 constexpr KernelTable kPortable{ToYCbCr, ReduceLine, ReduceTwoLines, ForwardDct, EncodeBlock};

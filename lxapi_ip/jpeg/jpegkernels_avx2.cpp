@@ -221,7 +221,8 @@ size_t EncodeBlock(const int16_t* coef, uint8_t* buf, size_t pos, int16_t& lastD
                    const HuffmanCodeTable& ac, HuffmanState& st) {
     alignas(32) int16_t zz[64];
     for (int k = 0; k < 64; ++k) zz[k] = coef[kZigzag[k]];
-    pos = PutDc(buf, pos, zz[0], lastDc, dc, st);
+    BitWriter w(st, buf, pos);
+    PutDc(w, zz[0], lastDc, dc);
     uint64_t mask = NonzeroMask(zz) >> 1; // bit 0: the coefficient at k
     uint32_t k = 1;
     while (mask) {
@@ -229,12 +230,12 @@ size_t EncodeBlock(const int16_t* coef, uint8_t* buf, size_t pos, int16_t& lastD
         k += run;
         mask >>= run;
         mask >>= 1;
-        for (; run > 15; run -= 16) pos = PutBits(buf, pos, st, ac.code[0xF0], ac.size[0xF0]);
-        pos = PutAc(buf, pos, zz[k], run, ac, st);
+        for (; run > 15; run -= 16) w.Put(ac.code[0xF0], ac.size[0xF0]);
+        PutAc(w, zz[k], run, ac);
         ++k;
     }
-    if (k < 64) pos = PutBits(buf, pos, st, ac.code[0], ac.size[0]);
-    return pos;
+    if (k < 64) w.Put(ac.code[0], ac.size[0]);
+    return w.Finish(st);
 }
 
 constexpr KernelTable kAvx2{ToYCbCr, ReduceLine, ReduceTwoLines, ForwardDct, EncodeBlock};
