@@ -86,6 +86,7 @@ int32_t CJPEGEncoder::SetUp(int32_t jpegColour, int32_t jpegSampling, uint32_t q
         return kNotImplemented;
     if (jpegSampling != kSampling444 && jpegSampling != kSampling422 && jpegSampling != kSampling420)
         return kNotImplemented;
+    if (m_lineStep < SourceLineBytes()) return kNotImplemented; // the lines would overlap or be cut
     // A one-component scan is read block by block in raster order: an MCU of two blocks side by side
     // keeps that order only when the blocks across are even in number, and a 2 x 2 MCU never does.
     if (components == 1 && jpegSampling != kSampling444 && !(jpegSampling == kSampling422 && ((m_width + 7) / 8) % 2 == 0))
@@ -139,6 +140,13 @@ int32_t CJPEGEncoder::SetUp(int32_t jpegColour, int32_t jpegSampling, uint32_t q
     }
     m_ready = true;
     return kDone;
+}
+
+size_t CJPEGEncoder::SourceLineBytes() const noexcept {
+    const size_t w = m_width;
+    if (m_sourceColour == kColourYCbCr && m_sourceSampling == kSampling422) return 2 * w;
+    if (m_sourceColour == kColourYCbCr && m_sourceSampling == kSampling420) return (3 * w + 1) / 2;
+    return w * (m_channels ? m_channels : 1) * (m_precision > 8 ? 2 : 1);
 }
 
 int32_t CJPEGEncoder::Prepare() noexcept {

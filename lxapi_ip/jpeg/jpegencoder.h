@@ -78,6 +78,8 @@ public:
     const CJPEGColorComponent& Component(int i) const noexcept { return m_components[i]; }
 
 private:
+    // The bytes of one source line that the colour step reads.
+    size_t SourceLineBytes() const noexcept;
     int32_t Prepare() noexcept;
     int32_t ColourStep(uint32_t row, uint32_t lines) noexcept;
     int32_t SubsampleStep(uint32_t lines) noexcept;

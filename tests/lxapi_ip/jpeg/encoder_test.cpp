@@ -291,6 +291,10 @@ TEST(JpegEncoder, RefusesWhatItCannotCode) {
     EXPECT_EQ(r, -1);
     Encode(LxPixelFormat_Mono8, nullptr, 2, 2, 2, 75, &r);
     EXPECT_EQ(r, -1);
+    Encode(LxPixelFormat_RGB8, px, 2, 2, 5, 75, &r); // a line step shorter than a line
+    EXPECT_EQ(r, -1);
+    Encode(LxPixelFormat_Mono10, px, 2, 2, 3, 75, &r);
+    EXPECT_EQ(r, -1);
     size_t bytes = 0;
     std::vector<uint8_t> big(70000);
     EXPECT_EQ(lxjpeg::EncodeImage(LxPixelFormat_Mono8, big.data(), 70000, 1, 70000, 75, big.data(), 100, bytes), -1);
