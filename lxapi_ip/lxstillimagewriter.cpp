@@ -1,6 +1,7 @@
 #include "lxstillimagewriter.h"
 
 #include "lxbmpwriter.h"
+#include "lxjpegwriter.h"
 #include "lxcsvwriter.h"
 #include "lxdescriptions.h"
 #include "lxpixelformatconverter.h"
@@ -120,8 +121,8 @@ const CLxStillImageWriter::WriterTable& CLxStillImageWriter::StillImageWriterTab
             for (const TableRow& r : rows) t.emplace(WriterKey{r.pixelFormat, fileFormat}, WriterRecord{writer, r.target});
         };
         add(StillImageFileFormat_Bitmap, &C::WriteBitmapFile, kBitmapRows);
-        // The JPEG, TIFF and PNG writers are not in this build: their pairs are known and refused.
-        add(StillImageFileFormat_JPEG, nullptr, kJpegRows);
+        add(StillImageFileFormat_JPEG, &C::WriteJpegFile, kJpegRows);
+        // The TIFF and PNG writers are not in this build: their pairs are known and refused.
         add(StillImageFileFormat_TIFF, nullptr, kTiffRows);
         add(StillImageFileFormat_PNG, nullptr, kPngRows);
         for (uint32_t format : lxcsv::CsvFormats())
@@ -239,6 +240,13 @@ void CLxStillImageWriter::WriteBitmapFile(ILxImage* image, const std::string& fi
     lxfile::CFile file;
     file.OpenForWriting(fileName);
     lxbmp::WriteBitmap(image, file, GetColorMapType(), GetColorMapInversion(), GetColorMapPhase());
+    file.Close();
+}
+
+void CLxStillImageWriter::WriteJpegFile(ILxImage* image, const std::string& fileName) {
+    lxfile::CFile file;
+    file.OpenForWriting(fileName);
+    lxjpegwriter::WriteJpeg(image, file, GetQuality());
     file.Close();
 }
 

@@ -64,6 +64,7 @@ private:
 
     void WriteRawFile(ILxImage* image, const std::string& fileName);
     void WriteBitmapFile(ILxImage* image, const std::string& fileName);
+    void WriteJpegFile(ILxImage* image, const std::string& fileName);
     void WriteCsvFile(ILxImage* image, const std::string& fileName);
 
     uint32_t m_quality = 75;

@@ -3,6 +3,7 @@
 target_sources(lxip_objects PRIVATE
   ${PROJECT_SOURCE_DIR}/lxapi_ip/lxstillimagewriter.cpp
   ${PROJECT_SOURCE_DIR}/lxapi_ip/lxbmpwriter.cpp
+  ${PROJECT_SOURCE_DIR}/lxapi_ip/lxjpegwriter.cpp
   ${PROJECT_SOURCE_DIR}/lxapi_ip/lxrawwriter.cpp
   ${PROJECT_SOURCE_DIR}/lxapi_ip/lxcsvwriter.cpp
 )
