@@ -5,7 +5,9 @@
 #include "lxdescriptions.h"
 #include "lxpixelformatconverter.h"
 #include "lxpixelformatname.h"
+#include "lxpngwriter.h"
 #include "lxrawwriter.h"
+#include "lxtiffwriter.h"
 #include "stillimage/lxfile.h"
 #include "support/lxinside.h"
 
@@ -120,10 +122,10 @@ const CLxStillImageWriter::WriterTable& CLxStillImageWriter::StillImageWriterTab
             for (const TableRow& r : rows) t.emplace(WriterKey{r.pixelFormat, fileFormat}, WriterRecord{writer, r.target});
         };
         add(StillImageFileFormat_Bitmap, &C::WriteBitmapFile, kBitmapRows);
-        // The JPEG, TIFF and PNG writers are not in this build: their pairs are known and refused.
+        // The JPEG writer is not in this build: its pairs are known and refused.
         add(StillImageFileFormat_JPEG, nullptr, kJpegRows);
-        add(StillImageFileFormat_TIFF, nullptr, kTiffRows);
-        add(StillImageFileFormat_PNG, nullptr, kPngRows);
+        add(StillImageFileFormat_TIFF, &C::WriteTiffFile, kTiffRows);
+        add(StillImageFileFormat_PNG, &C::WritePngFile, kPngRows);
         for (uint32_t format : lxcsv::CsvFormats())
             t.emplace(WriterKey{format, StillImageFileFormat_CSV}, WriterRecord{&C::WriteCsvFile, C::NoConversion});
         return t;
@@ -242,6 +244,20 @@ void CLxStillImageWriter::WriteBitmapFile(ILxImage* image, const std::string& fi
     file.Close();
 }
 
+void CLxStillImageWriter::WriteTiffFile(ILxImage* image, const std::string& fileName) {
+    lxfile::CFile file;
+    file.OpenForWriting(fileName);
+    lxtiff::WriteTiff(image, file, GetColorMapType(), GetColorMapInversion(), GetColorMapPhase());
+    file.Close();
+}
+
+void CLxStillImageWriter::WritePngFile(ILxImage* image, const std::string& fileName) {
+    lxfile::CFile file;
+    file.OpenForWriting(fileName);
+    lxpng::WritePng(image, file, GetColorMapType(), GetColorMapInversion(), GetColorMapPhase());
+    file.Close();
+}
+
 void CLxStillImageWriter::WriteCsvFile(ILxImage* image, const std::string& fileName) {
     lxcsv::WriteCsv(image, fileName);
 }
@@ -260,7 +276,7 @@ void CLxStillImageWriter::Load(ILxImageBuffer* imageBuffer, const GenICam::gcstr
         else if (magic[0] == 'B' && magic[1] == 'M')
             lxbmp::ReadBitmap(imageBuffer, file);
         else if (std::memcmp(magic, kPng, 4) == 0)
-            throw RUNTIME_EXCEPTION("File %s: reading PNG files is not yet available in this build.", fileName.c_str());
+            lxpng::ReadPng(imageBuffer, file);
         else
             lxfile::ThrowUnreadable(file.Name());
         return 0;
