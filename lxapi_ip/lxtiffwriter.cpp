@@ -6,8 +6,7 @@
 #include <GenICam/GCException.h>
 #include <lxapi/lxpixelformat.h>
 
-#include <cstring>
-#include <new>
+#include <cstddef>
 
 namespace lxtiff {
 namespace {
@@ -92,43 +91,27 @@ void StoreResolutions(uint8_t* block, uint32_t next) {
     }
 }
 
-// Copies `rows` lines of `rowBytes` bytes from `source` (a line each `pitch` bytes) to `to`, back to
-// back; of a line pitch shorter than the row only the pitch is taken and the rest stays zero.
-void CopyRows(uint8_t* to, const uint8_t* source, size_t pitch, uint64_t rows, size_t rowBytes) {
-    const size_t take = rowBytes < pitch ? rowBytes : pitch;
-    for (uint64_t y = 0; y < rows; ++y, to += rowBytes, source += pitch) {
-        std::memcpy(to, source, take);
-        if (take < rowBytes) std::memset(to + take, 0, rowBytes - take);
-    }
-}
-
-Block Allocate(uint64_t size, uint64_t zeroed) {
-    Block b;
-    b.bytes.reset(new uint8_t[size]);
-    b.size = static_cast<size_t>(size);
-    std::memset(b.bytes.get(), 0, static_cast<size_t>(zeroed));
-    return b;
-}
-
 } // namespace
 
 bool IsTiffFormat(uint32_t pixelFormat) noexcept { return FindLayout(pixelFormat) != nullptr; }
 
-Block ComposeTiff(const std::string& name, ILxImage* image, int32_t colorMapType, bool colorMapInversion,
-                  int32_t colorMapPhase) {
+Head ComposeTiffHead(const std::string& name, ILxImage* image, int32_t colorMapType, bool colorMapInversion,
+                     int32_t colorMapPhase) {
     const uint32_t format = image->GetImagePixelFormat();
     const Layout* l = FindLayout(format);
     if (!l) throw RUNTIME_EXCEPTION("Not supported pixelformat %s", lxip::PixelFormatName(format).c_str());
     const uint64_t width = image->GetImageWidth(), height = image->GetImageHeight();
     const size_t pitch = image->GetImageLinePitch();
-    const auto* pixels = static_cast<const uint8_t*>(image->GetImageBuffer());
     // A row of one plane in the file: all components for interleaved pixels, one for planes.
     const uint64_t rowBytes = width * (l->planes == 1 ? l->components : 1) * l->bytesPerSample;
     uint64_t planeBytes = 0, pixelBytes = 0;
     // Every offset and count of the file is a 32-bit field.
     if (width > UINT32_MAX || height > UINT32_MAX || !lxfile::MulAdd(rowBytes, height, 0, &planeBytes) ||
-        !lxfile::MulAdd(planeBytes, l->planes, 0, &pixelBytes) || pixelBytes > UINT32_MAX)
+        !lxfile::MulAdd(planeBytes, l->planes, 0, &pixelBytes) || pixelBytes > UINT32_MAX || pitch < rowBytes)
         lxfile::ThrowUnwritable(name);
+    Head head;
+    head.rows = height * l->planes;
+    head.rowBytes = static_cast<size_t>(rowBytes);
 
     if (l->components == 1) {
         // Grey, or a palette when the map is anything but its defaults.
@@ -138,9 +121,9 @@ Block ComposeTiff(const std::string& name, ILxImage* image, int32_t colorMapType
         const uint32_t mapOffset = next + 20;
         const uint32_t pixelOffset = mapOffset + (palette ? kColorMapBytes : 0);
         const uint64_t size = pixelOffset + pixelBytes;
-        if (size > UINT32_MAX || pitch < rowBytes) lxfile::ThrowUnwritable(name);
-        Block b = Allocate(size, pixelOffset);
-        uint8_t* p = b.bytes.get();
+        if (size > UINT32_MAX) lxfile::ThrowUnwritable(name);
+        head.bytes.assign(pixelOffset, 0);
+        uint8_t* p = head.bytes.data();
         p[0] = 'I';
         p[1] = 'I';
         StoreLE16(p + 2, 42);
@@ -169,8 +152,7 @@ Block ComposeTiff(const std::string& name, ILxImage* image, int32_t colorMapType
                     StoreLE16(p + mapOffset + 512 * c + 2 * i, static_cast<uint16_t>(x << 8 | x));
                 }
         }
-        CopyRows(p + pixelOffset, pixels, pitch, height, static_cast<size_t>(rowBytes));
-        return b;
+        return head;
     }
 
     // Colour: c components in p planes.
@@ -181,8 +163,8 @@ Block ComposeTiff(const std::string& name, ILxImage* image, int32_t colorMapType
     const uint32_t pixelOffset = bitsOffset + 2 * c;
     const uint64_t size = pixelOffset + pixelBytes;
     if (size > UINT32_MAX) lxfile::ThrowUnwritable(name);
-    Block b = Allocate(size, pixelOffset);
-    uint8_t* p = b.bytes.get();
+    head.bytes.assign(pixelOffset, 0);
+    uint8_t* p = head.bytes.data();
     p[0] = 'I';
     p[1] = 'I';
     StoreLE16(p + 2, 42);
@@ -211,20 +193,21 @@ Block ComposeTiff(const std::string& name, ILxImage* image, int32_t colorMapType
         }
     for (uint32_t i = 0; i < c; ++i) StoreLE16(p + bitsOffset + 2 * i, static_cast<uint16_t>(8 * l->bytesPerSample));
     // The planes lie one after the other at the line pitch: all their rows are one sequence.
-    CopyRows(p + pixelOffset, pixels, pitch, height * planes, static_cast<size_t>(rowBytes));
-    return b;
+    return head;
 }
 
 void WriteTiff(ILxImage* image, lxfile::CFile& file, int32_t colorMapType, bool colorMapInversion,
                int32_t colorMapPhase) {
-    Block block;
+    Head head;
     try {
-        block = ComposeTiff(file.Name(), image, colorMapType, colorMapInversion, colorMapPhase);
+        head = ComposeTiffHead(file.Name(), image, colorMapType, colorMapInversion, colorMapPhase);
     } catch (...) {
-        // An unsupported format and a block too large for memory end as the file's failure.
+        // An unsupported format and a head without memory end as the file's failure.
         lxfile::ThrowUnwritable(file.Name());
     }
-    file.Write(block.bytes.get(), block.size);
+    file.Write(head.bytes.data(), head.bytes.size());
+    file.WriteRows(static_cast<const uint8_t*>(image->GetImageBuffer()),
+                   static_cast<ptrdiff_t>(image->GetImageLinePitch()), static_cast<size_t>(head.rows), head.rowBytes, 0);
 }
 
 } // namespace lxtiff
