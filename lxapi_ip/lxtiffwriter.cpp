@@ -84,6 +84,17 @@ private:
 // Offset of the values behind the directory of `entries` entries (the next-IFD field sits there).
 constexpr uint32_t NextIfdOffset(uint32_t entries) { return kHeaderBytes + 2 + 12 * entries; }
 
+// Zeroes the `size` bytes before the pixels and writes the header: little endian, the directory at 8.
+uint8_t* StartHead(Head& head, uint32_t size) {
+    head.bytes.assign(size, 0);
+    uint8_t* p = head.bytes.data();
+    p[0] = 'I';
+    p[1] = 'I';
+    StoreLE16(p + 2, 42);
+    StoreLE32(p + 4, kHeaderBytes);
+    return p;
+}
+
 void StoreResolutions(uint8_t* block, uint32_t next) {
     for (uint32_t at : {next + 4, next + 12}) {
         StoreLE32(block + at, kDpiNumerator);
@@ -122,12 +133,7 @@ Head ComposeTiffHead(const std::string& name, ILxImage* image, int32_t colorMapT
         const uint32_t pixelOffset = mapOffset + (palette ? kColorMapBytes : 0);
         const uint64_t size = pixelOffset + pixelBytes;
         if (size > UINT32_MAX) lxfile::ThrowUnwritable(name);
-        head.bytes.assign(pixelOffset, 0);
-        uint8_t* p = head.bytes.data();
-        p[0] = 'I';
-        p[1] = 'I';
-        StoreLE16(p + 2, 42);
-        StoreLE32(p + 4, kHeaderBytes);
+        uint8_t* p = StartHead(head, pixelOffset);
         Directory d(p, entries);
         d.AddSize(ImageWidth, static_cast<uint32_t>(width));
         d.AddSize(ImageLength, static_cast<uint32_t>(height));
@@ -163,12 +169,7 @@ Head ComposeTiffHead(const std::string& name, ILxImage* image, int32_t colorMapT
     const uint32_t pixelOffset = bitsOffset + 2 * c;
     const uint64_t size = pixelOffset + pixelBytes;
     if (size > UINT32_MAX) lxfile::ThrowUnwritable(name);
-    head.bytes.assign(pixelOffset, 0);
-    uint8_t* p = head.bytes.data();
-    p[0] = 'I';
-    p[1] = 'I';
-    StoreLE16(p + 2, 42);
-    StoreLE32(p + 4, kHeaderBytes);
+    uint8_t* p = StartHead(head, pixelOffset);
     Directory d(p, entries);
     d.AddSize(ImageWidth, static_cast<uint32_t>(width));
     d.AddSize(ImageLength, static_cast<uint32_t>(height));
