@@ -10,7 +10,8 @@
 
 #include <csetjmp>
 #include <cstring>
-#include <memory>
+#include <algorithm>
+#include <vector>
 
 // libpng reports its errors by a long jump back to the point armed with setjmp. The functions that
 // arm it (Run...) hold no object with a destructor and touch only memory behind a pointer after the
@@ -137,7 +138,7 @@ struct ReadJob {
     lxfile::CFile* file;
     // The header as in the file.
     png_uint_32 width, height;
-    int bitDepth, colorType;
+    int bitDepth, colorType, interlace;
     // The rows as libpng hands them over.
     int channels, outDepth, outColorType;
     size_t rowBytes;
@@ -159,6 +160,7 @@ bool RunReadHeader(ReadJob* job) {
     job->height = png_get_image_height(png, job->info);
     job->bitDepth = png_get_bit_depth(png, job->info);
     job->colorType = png_get_color_type(png, job->info);
+    job->interlace = png_get_interlace_type(png, job->info);
     png_set_strip_16(png);
     png_set_packing(png);
     (void)png_set_interlace_handling(png);
@@ -170,9 +172,23 @@ bool RunReadHeader(ReadJob* job) {
     return true;
 }
 
+// An interlaced image: every pass over all rows at once.
 bool RunReadImage(ReadJob* job) {
     if (setjmp(png_jmpbuf(job->png))) return false;
     png_read_image(job->png, job->rows);
+    return true;
+}
+
+// `count` rows of a file without interlacing, `rowBytes` apart from `first` on.
+bool RunReadRows(ReadJob* job, uint8_t* first, size_t rowBytes, size_t count) {
+    if (setjmp(png_jmpbuf(job->png))) return false;
+    for (size_t i = 0; i < count; ++i) png_read_row(job->png, first + i * rowBytes, nullptr);
+    return true;
+}
+
+// The chunks behind the image data, up to IEND.
+bool RunReadEnd(ReadJob* job) {
+    if (setjmp(png_jmpbuf(job->png))) return false;
     png_read_end(job->png, nullptr);
     return true;
 }
@@ -219,6 +235,8 @@ int FileChannels(int colorType) {
 
 // Deflate expands its input by at most 1032 times: a file cannot hold more image data than that.
 constexpr uint64_t kInflateRatio = 1032;
+// The rows of the first run of a file without interlacing; each next run doubles what is read.
+constexpr size_t kFirstRunBytes = size_t{4} << 20;
 
 } // namespace
 
@@ -297,18 +315,32 @@ void ReadPng(ILxImageBuffer* buffer, lxfile::CFile& file) {
         lxfile::ThrowUnreadable(name);
 
     const size_t rowBytes = static_cast<size_t>(lineBytes);
-    std::unique_ptr<uint8_t[]> data(new uint8_t[static_cast<size_t>(rowData)]);
-    std::unique_ptr<png_bytep[]> rows(new png_bytep[job.height]);
-    for (size_t y = 0; y < job.height; ++y) rows[y] = data.get() + y * rowBytes;
-    job.rows = rows.get();
-    if (!RunReadImage(&job)) lxfile::ThrowUnreadable(name);
+    std::vector<uint8_t> data;
+    if (job.interlace != PNG_INTERLACE_NONE) {
+        data.resize(static_cast<size_t>(rowData));
+        std::vector<png_bytep> rows(job.height);
+        for (size_t y = 0; y < job.height; ++y) rows[y] = data.data() + y * rowBytes;
+        job.rows = rows.data();
+        if (!RunReadImage(&job)) lxfile::ThrowUnreadable(name);
+    } else {
+        // The rows are read in runs into storage that grows with what the file really holds, so that
+        // a header that claims more than its data allocates no more than a few megabytes.
+        size_t done = 0;
+        while (done < job.height) {
+            const size_t run = std::min<size_t>(job.height - done, std::max<size_t>(done, kFirstRunBytes / std::max<size_t>(rowBytes, 1) + 1));
+            data.resize((done + run) * rowBytes);
+            if (!RunReadRows(&job, data.data() + done * rowBytes, rowBytes, run)) lxfile::ThrowUnreadable(name);
+            done += run;
+        }
+    }
+    if (!RunReadEnd(&job)) lxfile::ThrowUnreadable(name);
 
     buffer->CreateBuffer(job.width, job.height, format);
     ILxImage* image = buffer->GetILxImage();
     const size_t pitch = image->GetImageLinePitch();
     if (pitch < rowBytes) lxfile::ThrowUnreadable(name);
     auto* pixels = static_cast<uint8_t*>(image->GetImageBuffer());
-    for (size_t y = 0; y < job.height; ++y) std::memcpy(pixels + y * pitch, rows[y], rowBytes);
+    for (size_t y = 0; y < job.height; ++y) std::memcpy(pixels + y * pitch, data.data() + y * rowBytes, rowBytes);
 }
 
 } // namespace lxpng
