@@ -21,7 +21,8 @@ TEST(PixelFormatConverter, DefaultsAndInfo) {
     ILxConverterInfo* info = c.module->GetConverterInfo();
     EXPECT_STREQ(info->GetDisplayName().c_str(), "Pixel Format");
     EXPECT_TRUE(info->IsSupportedPixelFormat(LxPixelFormat_BayerRG12p)); // to the default BGR8
-    EXPECT_FALSE(info->IsSupportedPixelFormat(LxPixelFormat_Pol1Mono8));
+    EXPECT_TRUE(info->IsSupportedPixelFormat(LxPixelFormat_Pol1Mono8));
+    EXPECT_FALSE(info->IsSupportedPixelFormat(0x12345678u));
     c.typed->SetDestinationPixelFormat(LxPixelFormat_Mono16);
     EXPECT_TRUE(info->IsSupportedPixelFormat(LxPixelFormat_BGR10));
 }
