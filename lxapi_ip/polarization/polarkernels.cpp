@@ -152,8 +152,50 @@ Order OrderOf(uint32_t layout, uint32_t px, uint32_t py) {
     return o;
 }
 
+// Average, maximum, minimum and difference do not depend on which pixel holds which angle: one
+// line of results is a plain function of two source lines, which the compiler vectorizes.
+template <Op op>
+constexpr bool Symmetric = op == Op::Average || op == Op::Maximum || op == Op::Minimum || op == Op::Difference;
+
+template <Op op, class S, class D>
+void SymmetricLine(const uint8_t* line0, const uint8_t* line1, uint8_t* line, uint32_t cols, uint32_t max) {
+    const S* r0 = reinterpret_cast<const S*>(line0);
+    const S* r1 = reinterpret_cast<const S*>(line1);
+    D* out = reinterpret_cast<D*>(line);
+    const S m = S(max);
+    for (uint32_t x = 0; x < cols; ++x) {
+        // In the sample's own type, so that a vector holds as many samples as it can.
+        S p = r0[x], q = r0[x + 1], r = r1[x], s = r1[x + 1];
+        if constexpr (sizeof(S) > 1) {
+            p = std::min(p, m), q = std::min(q, m), r = std::min(r, m), s = std::min(s, m);
+        }
+        if constexpr (op == Op::Average) {
+            // At most 4 * 4095 + 2: a 16-bit sum holds it.
+            out[x] = D(uint16_t(uint16_t(p) + q + r + s + 2) >> 2);
+        } else {
+            const S hi = std::max(std::max(p, q), std::max(r, s)), lo = std::min(std::min(p, q), std::min(r, s));
+            if constexpr (op == Op::Maximum) out[x] = D(hi);
+            else if constexpr (op == Op::Minimum) out[x] = D(lo);
+            else out[x] = D(S(hi - lo));
+        }
+    }
+}
+
 template <Op op, class S, class D>
 void WindowLoop(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    if constexpr (Symmetric<op>) {
+        if (!c.depthTable && src.width > 1) {
+            const uint32_t w = src.width, h = src.height, max = (1u << c.depth) - 1;
+            const uint32_t rows = h > 1 ? h - 1 : 1;
+            for (uint32_t y = 0; y < rows; ++y) {
+                uint8_t* out = dst.Row(y);
+                SymmetricLine<op, S, D>(src.Row(y), src.Row(h > 1 ? y + 1 : y), out, w - 1, max);
+                std::memcpy(out + (w - 1) * sizeof(D), out + (w - 2) * sizeof(D), sizeof(D));
+            }
+            if (h > 1) std::memcpy(dst.Row(h - 1), dst.Row(h - 2), size_t(w) * sizeof(D));
+            return;
+        }
+    }
     const Pixel<op, D> pixel(c);
     const uint32_t w = src.width, h = src.height, max = pixel.m;
     const uint32_t rows = h > 1 ? h - 1 : 1, cols = w > 1 ? w - 1 : 1;
@@ -163,12 +205,26 @@ void WindowLoop(const Context& c, uint32_t layout, const Plane& src, const Plane
         const uint8_t* r1 = src.Row(h > 1 ? y + 1 : y);
         uint8_t* out = dst.Row(y);
         const Order even = OrderOf(layout, 0, y), odd = OrderOf(layout, 1, y);
-        for (uint32_t x = 0; x < cols; ++x) {
-            const uint32_t x1 = w > 1 ? x + 1 : x;
-            const uint32_t v[4] = {Load<S>(r0, x, max), Load<S>(r0, x1, max), Load<S>(r1, x, max),
-                                   Load<S>(r1, x1, max)};
-            const Order& o = (x & 1) ? odd : even;
-            pixel.Put(out, x, v[o.position[0]], v[o.position[1]], v[o.position[2]], v[o.position[3]]);
+        if (w > 1) {
+            // Pairs of windows: the left one of each starts on an even column. The column x + 1 is
+            // shared and read once.
+            uint32_t p0 = Load<S>(r0, 0, max), q0 = Load<S>(r1, 0, max);
+            uint32_t x = 0;
+            for (; x + 1 < cols; x += 2) {
+                const uint32_t p1 = Load<S>(r0, x + 1, max), q1 = Load<S>(r1, x + 1, max);
+                const uint32_t p2 = Load<S>(r0, x + 2, max), q2 = Load<S>(r1, x + 2, max);
+                const uint32_t v[4] = {p0, p1, q0, q1}, u[4] = {p1, p2, q1, q2};
+                pixel.Put(out, x, v[even.position[0]], v[even.position[1]], v[even.position[2]], v[even.position[3]]);
+                pixel.Put(out, x + 1, u[odd.position[0]], u[odd.position[1]], u[odd.position[2]], u[odd.position[3]]);
+                p0 = p2, q0 = q2;
+            }
+            if (x < cols) {
+                const uint32_t v[4] = {p0, Load<S>(r0, x + 1, max), q0, Load<S>(r1, x + 1, max)};
+                pixel.Put(out, x, v[even.position[0]], v[even.position[1]], v[even.position[2]], v[even.position[3]]);
+            }
+        } else {
+            const uint32_t v[4] = {Load<S>(r0, 0, max), Load<S>(r0, 0, max), Load<S>(r1, 0, max), Load<S>(r1, 0, max)};
+            pixel.Put(out, 0, v[even.position[0]], v[even.position[1]], v[even.position[2]], v[even.position[3]]);
         }
         if (w > 1) std::memcpy(out + (w - 1) * pixelBytes, out + (w - 2) * pixelBytes, pixelBytes);
     }
@@ -236,6 +292,21 @@ void SplitLoop(const Context& c, const Plane& src, const Plane& dst) {
     for (uint32_t y = 0; y < src.height; ++y) {
         const uint8_t* in = src.Row(y);
         D* out = reinterpret_cast<D*>(dst.Row((y & 1) ? top + y / 2 : y / 2));
+        if (!c.depthTable) {
+            // Equal depths: a plain deinterleaving of even and odd columns.
+            const S* __restrict s = reinterpret_cast<const S*>(in);
+            D* __restrict l = out;
+            D* __restrict right = out + left;
+            const S m = S(max);
+            const uint32_t half = src.width / 2;
+            if constexpr (sizeof(S) == 1) {
+                for (uint32_t x = 0; x < half; ++x) l[x] = D(s[2 * x]), right[x] = D(s[2 * x + 1]);
+            } else {
+                for (uint32_t x = 0; x < half; ++x) l[x] = D(std::min(s[2 * x], m)), right[x] = D(std::min(s[2 * x + 1], m));
+            }
+            if (src.width & 1) out[src.width / 2] = D(std::min(s[src.width - 1], m));
+            continue;
+        }
         for (uint32_t x = 0; x + 1 < src.width; x += 2) {
             const uint32_t v0 = Load<S>(in, x, max), v1 = Load<S>(in, x + 1, max);
             out[x / 2] = D(c.depthTable ? c.depthTable[v0] : v0);
