@@ -325,6 +325,10 @@ void CopyLoop(const Context& c, const Plane& src, const Plane& dst) {
     for (uint32_t y = 0; y < src.height; ++y) {
         const uint8_t* in = src.Row(y);
         D* out = reinterpret_cast<D*>(dst.Row(y));
+        if (!c.depthTable && sizeof(S) == sizeof(D)) { // equal depths: the samples as they are
+            std::memcpy(out, in, size_t(src.width) * sizeof(S));
+            continue;
+        }
         for (uint32_t x = 0; x < src.width; ++x) {
             const uint32_t v = Load<S>(in, x, max);
             out[x] = D(c.depthTable ? c.depthTable[v] : v);

@@ -81,7 +81,7 @@ void RunGroups(const Context& c, uint32_t layout, const Plane& src, const Plane&
 // (height + 1) / 2 rows, the left half (width + 1) / 2 columns. Samples go through the depth table.
 void SplitAngles(const Context& c, const Plane& src, const Plane& dst);
 
-// Raw copy with the depth table (equal depths copy the samples).
+// Raw copy, through the depth table when there is one; equal depths copy the samples as they are.
 void CopySamples(const Context& c, const Plane& src, const Plane& dst);
 
 // Colour planes of a polarized mosaic: lines 0, 1 of every block of four go to the upper half,

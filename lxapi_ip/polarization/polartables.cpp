@@ -134,7 +134,10 @@ const StokesTables& AcquireStokesTables(unsigned depth, bool magnitude, bool ang
                        (!angle || store.hasAngle.load(std::memory_order_acquire));
     if (!ready) {
         GenApi::AutoLock guard(lock);
-        store.tables.depth = depth;
+        // Written before the first part is published, and never again: readers of a published part
+        // read the depth without the lock.
+        if (!store.hasMagnitude.load(std::memory_order_relaxed) && !store.hasAngle.load(std::memory_order_relaxed))
+            store.tables.depth = depth;
         if (magnitude && !store.hasMagnitude.load(std::memory_order_relaxed)) {
             lxip::TranslateBadAlloc([&] { BuildMagnitude(store, depth); });
             store.hasMagnitude.store(true, std::memory_order_release);
