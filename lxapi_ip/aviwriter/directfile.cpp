@@ -9,6 +9,7 @@
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
+#include <new>
 #include <utility>
 
 namespace lxavi {
@@ -65,9 +66,11 @@ uint64_t ProbeFileSizeLimit(const std::string& name, uint64_t current) noexcept 
 
 CAlignedBlock::CAlignedBlock(size_t size) {
     const size_t rounded = (size + CDirectFile::Granule - 1) / CDirectFile::Granule * CDirectFile::Granule;
-    m_data = static_cast<uint8_t*>(std::aligned_alloc(Alignment, rounded ? rounded : CDirectFile::Granule));
+    // aligned_alloc takes only whole multiples of the alignment.
+    const size_t allocated = (rounded + Alignment) / Alignment * Alignment;
+    m_data = static_cast<uint8_t*>(std::aligned_alloc(Alignment, allocated));
     if (!m_data) throw std::bad_alloc();
-    std::memset(m_data, 0, rounded);
+    std::memset(m_data, 0, allocated);
     m_size = rounded;
 }
 
