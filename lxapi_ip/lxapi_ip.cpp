@@ -2,14 +2,18 @@
 // initialised, then the range of its argument, then makes the module and hands out its releasable
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
+#include "lxbalanceratiofilter.h"
 #include "lxchromasuppressionfilter.h"
 #include "lxcolortransformationfilter.h"
 #include "lxdescriptions.h"
+#include "lxdefectivepixeldetectionfilter.h"
+#include "lxflatfieldcorrectionfilter.h"
 #include "lxgammacorrectionfilter.h"
 #include "lximageaveragingfilter.h"
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
 #include "lxreverseconverter.h"
+#include "lxstillimagewriter.h"
 
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
@@ -37,10 +41,12 @@ constexpr lxip::FilterRecord Filters[] = {
      res::lxcolortransformationfilter::ResourceId, &Make<CLxColorTransformationFilter, F>,
      &InfoOf<CLxColorTransformationFilter>},
     {LxFilterType_EdgeEnhancement, "LxFilterType_EdgeEnhancement", "Edge Enhancement", 0, nullptr, nullptr},
-    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", 0, nullptr, nullptr},
+    {LxFilterType_BalanceRatio, "LxFilterType_BalanceRatio", "Balance Ratio", res::lxbalanceratiofilter::ResourceId,
+     &Make<CLxBalanceRatioFilter, F>, &InfoOf<CLxBalanceRatioFilter>},
     {LxFilterType_NoiseReduction, "LxFilterType_NoiseReduction", "Noise Reduction", 0, nullptr, nullptr},
-    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction", 0, nullptr,
-     nullptr},
+    {LxFilterType_FlatFieldCorrection, "LxFilterType_FlatFieldCorrection", "Flat Field Correction",
+     res::lxflatfieldcorrectionfilter::ResourceId, &Make<CLxFlatFieldCorrectionFilter, F>,
+     &InfoOf<CLxFlatFieldCorrectionFilter>},
     {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression",
      res::lxchromasuppressionfilter::ResourceId, &Make<CLxChromaSuppressionFilter, F>,
      &InfoOf<CLxChromaSuppressionFilter>},
@@ -48,8 +54,9 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
     {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging",
      res::lximageaveragingfilter::ResourceId, &Make<CLxImageAveragingFilter, F>, &InfoOf<CLxImageAveragingFilter>},
-    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection", 0,
-     nullptr, nullptr},
+    {LxFilterType_DefectivePixelDetection, "LxFilterType_DefectivePixelDetection", "Defective Pixel Detection",
+     res::lxdefectivepixeldetectionfilter::ResourceId, &Make<CLxDefectivePixelDetectionFilter, F>,
+     &InfoOf<CLxDefectivePixelDetectionFilter>},
 };
 
 constexpr lxip::ConverterRecord Converters[] = {
@@ -61,7 +68,8 @@ constexpr lxip::ConverterRecord Converters[] = {
 
 // The video filer's display name is "AVI" although its model name says Video.
 constexpr lxip::FilerRecord Filers[] = {
-    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", 0, nullptr, nullptr},
+    {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", res::lxstillimagewriter::ResourceId,
+     &Make<CLxStillImageWriter, ILxFilerReleasable>, nullptr},
     {LxFilerType_Video, "LxFilerType_Video", "AVI", 0, nullptr, nullptr},
 };
 

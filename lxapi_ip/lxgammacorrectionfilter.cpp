@@ -2,6 +2,7 @@
 
 #include "frame/lxmoduleregistry.h"
 #include "lxdescriptions.h"
+#include "lookupkernels.h"
 
 #include <lxapi/lxpixelformat.h>
 
@@ -38,7 +39,7 @@ CLxGammaTable::Ref CLxGammaTable::Acquire(size_t bits, uint16_t lo, uint16_t hi)
 CLxGammaTable::SharedTable* CLxGammaTable::Build(size_t bits, double gamma, uint16_t lo, uint16_t hi) {
     const uint32_t count = 1u << bits;
     if (hi == 0) hi = static_cast<uint16_t>(count - 1);
-    const uint32_t allocated = bits > 8 ? 65536u : count;
+    const uint32_t allocated = bits > 8 ? uint32_t(lxlookup::kWordTableSize) : count;
     lxip::CLxSharedTableRef<SharedTable> table(SharedTable::Create(allocated));
     uint16_t* entries = table->Entries();
     const double range = static_cast<double>(static_cast<uint16_t>(hi - lo));
@@ -48,52 +49,18 @@ CLxGammaTable::SharedTable* CLxGammaTable::Build(size_t bits, double gamma, uint
             entries[i] = hi > v ? static_cast<uint16_t>(v) : hi;
         }
         for (uint32_t i = 0; i < lo; ++i) entries[i] = lo;
-        for (uint32_t i = hi + 1u; i < allocated; ++i) entries[i] = entries[hi];
+        for (uint32_t i = hi + 1u; i < count; ++i) entries[i] = entries[hi];
     } else {
-        for (uint32_t i = 0; i < allocated; ++i) entries[i] = static_cast<uint16_t>(i < count ? i : count - 1);
+        for (uint32_t i = 0; i < count; ++i) entries[i] = static_cast<uint16_t>(i);
     }
+    if (allocated > count) lxlookup::ExtendWordTable(entries, count);
     return table.Detach();
 }
 
 // ---------------------------------------------------------------------------------------------------
-// Pixel loops: in every line, `groups` groups of `Step` samples, of which the first `Mapped` go
-// through the table. One table read and one store per sample.
+// Pixel loops: the shared lookup kernels, one table read and one store per mapped sample.
 
 namespace {
-
-// Lines of 16-bit samples that do not start on an even address (an odd pitch, or a caller's buffer
-// at an odd address): each sample is read and written through memcpy.
-template <size_t Step, size_t Mapped>
-void MapUnalignedWords(uint8_t* base, size_t height, size_t pitch, size_t groups, const uint16_t* table) {
-    for (size_t y = 0; y < height; ++y) {
-        uint8_t* s = base + y * pitch;
-        for (size_t g = 0; g < groups; ++g, s += 2 * Step) {
-            for (size_t c = 0; c < Mapped; ++c) {
-                uint16_t v;
-                std::memcpy(&v, s + 2 * c, 2);
-                v = table[v];
-                std::memcpy(s + 2 * c, &v, 2);
-            }
-        }
-    }
-}
-
-template <class Sample, size_t Step, size_t Mapped>
-void MapSamples(uint8_t* base, size_t height, size_t pitch, size_t groups, const uint16_t* table) {
-    if constexpr (sizeof(Sample) > 1) {
-        // One test per image; the aligned loop below stays as it is.
-        if ((reinterpret_cast<uintptr_t>(base) | pitch) % alignof(Sample) != 0) {
-            MapUnalignedWords<Step, Mapped>(base, height, pitch, groups, table);
-            return;
-        }
-    }
-    for (size_t y = 0; y < height; ++y) {
-        Sample* s = reinterpret_cast<Sample*>(base + y * pitch);
-        for (size_t g = 0; g < groups; ++g, s += Step) {
-            for (size_t c = 0; c < Mapped; ++c) s[c] = static_cast<Sample>(table[s[c]]);
-        }
-    }
-}
 
 struct ImageFacts {
     uint8_t* base;
@@ -106,6 +73,25 @@ struct ImageFacts {
 ImageFacts Facts(ILxImage* image) {
     return {static_cast<uint8_t*>(image->GetImageBuffer()), image->GetImageWidth(), image->GetImageHeight(),
             image->GetImageLinePitch(), image->GetImagePixelFormat()};
+}
+
+// In every line, `count` samples whose lanes repeat every `period`; the first `mapped` lanes go
+// through the table, the others stay.
+template <class Sample>
+void MapSamples(const ImageFacts& f, uint32_t period, uint32_t mapped, size_t count, const uint16_t* table) {
+    if constexpr (sizeof(Sample) == 1) {
+        uint8_t bytes[lxlookup::kByteTableSize];
+        lxlookup::NarrowTable(table, bytes);
+        lxlookup::ByteLanes lanes;
+        lanes.period = period;
+        for (uint32_t c = 0; c < mapped; ++c) lanes.table[c] = bytes;
+        lxlookup::MapBytes(lxlookup::Uniform(f.base, f.height, f.pitch, count, lanes));
+    } else {
+        lxlookup::WordLanes lanes;
+        lanes.period = period;
+        for (uint32_t c = 0; c < mapped; ++c) lanes.table[c] = table;
+        lxlookup::MapWords(lxlookup::Uniform(f.base, f.height, f.pitch, count, lanes));
+    }
 }
 
 } // namespace
@@ -196,7 +182,7 @@ void CLxGammaCorrectionFilter::FilterMono(ILxImage* image) {
     const size_t bits = sizeof(Sample) == 1 ? 8 : GetILxPixelFormatInfo(f.format)->GetComponentBits();
     const CLxGammaTable::Ref table = AcquireTable(bits, 0, 0);
     if (!table) return;
-    MapSamples<Sample, 1, 1>(f.base, f.height, f.pitch, f.width, table->Entries());
+    MapSamples<Sample>(f, 1, 1, f.width, table->Entries());
 }
 
 // Colour: the first three samples of each pixel; an alpha sample stays.
@@ -207,10 +193,8 @@ void CLxGammaCorrectionFilter::FilterColor(ILxImage* image) {
     const size_t bits = sizeof(Sample) == 1 ? 8 : info->GetComponentBits();
     const CLxGammaTable::Ref table = AcquireTable(bits, 0, 0);
     if (!table) return;
-    if (info->GetComponentCount() == 4)
-        MapSamples<Sample, 4, 3>(f.base, f.height, f.pitch, f.width, table->Entries());
-    else
-        MapSamples<Sample, 3, 3>(f.base, f.height, f.pitch, f.width, table->Entries());
+    const uint32_t step = info->GetComponentCount() == 4 ? 4 : 3;
+    MapSamples<Sample>(f, step, 3, f.width * step, table->Entries());
 }
 
 // Only the luma bytes: YCbCr8 the first of every 3; the 4:2:2 forms the first of every 2; YCbCr411_8
@@ -223,10 +207,8 @@ void CLxGammaCorrectionFilter::FilterLuma(ILxImage* image) {
     if (!table) return;
     const uint16_t* t = table->Entries();
     switch (f.format) {
-    case LxPixelFormat_YCbCr8: MapSamples<uint8_t, 3, 1>(f.base, f.height, f.pitch, f.width, t); break;
-    case LxPixelFormat_YCbCr411_8:
-        MapSamples<uint8_t, 3, 2>(f.base, f.height, f.pitch, f.width >= 2 ? (f.width - 2) / 2 + 1 : 0, t);
-        break;
-    default: MapSamples<uint8_t, 2, 1>(f.base, f.height, f.pitch, f.width, t); break;
+    case LxPixelFormat_YCbCr8: MapSamples<uint8_t>(f, 3, 1, 3 * f.width, t); break;
+    case LxPixelFormat_YCbCr411_8: MapSamples<uint8_t>(f, 3, 2, f.width >= 2 ? 3 * ((f.width - 2) / 2 + 1) : 0, t); break;
+    default: MapSamples<uint8_t>(f, 2, 1, 2 * f.width, t); break;
     }
 }

@@ -3,6 +3,7 @@
 // vertical flip held as module parameters.
 #pragma once
 
+#include "colormap/lxcolormap.h"
 #include "conversion/bitconversiontable.h"
 #include "frame/lxmoduleregistry.h"
 #include "lxconversiontable.h"
@@ -101,6 +102,11 @@ public:
     void ConvertUnpacked8ToBitPacked(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertBayerToColor(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertBayerToMono(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertMono8ToColor8(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertMono8ToColorN(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertMonoNToColorN(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertToYCbCr(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertYCbCrToMono8OrColor8(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertViaSourceFilter(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertViaUnpacked(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertViaBGRa(ILxImage* s, ILxImageBuffer* d, bool reverse);
@@ -129,6 +135,7 @@ private:
     int32_t m_colorMapType = LxColorMapType_Normal;
     bool m_colorMapInversion = false;
     int32_t m_colorMapPhase = 0;
+    lxip::ColorMapCache m_colorMapCache; // the map of the three above, held for a whole image
     int64_t m_destinationBufferParameter = 0;
     int32_t m_polarizationImageTransformationMethod = LxPolarizationImageTransformationMethod_EachAngle;
     int32_t m_polarizationSpecifiedAngleInterpolationMethod = LxPolarizationSpecifiedAngleInterpolationMethod_Linear;

@@ -140,10 +140,10 @@ const ConversionHandler g_conversionMemberHandlers[static_cast<size_t>(Conversio
     &C::ConvertBayerToColor, &C::ConvertBayerToMono, &C::ConvertBayerToMono,
     // polarization transforms: not in this build
     nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-    // mono to colour through a color map: not in this build
-    nullptr, nullptr, nullptr,
-    // YCbCr and YUV: not in this build
-    nullptr, nullptr,
+    // mono to colour, through a color map at 8 bits
+    &C::ConvertMono8ToColor8, &C::ConvertMono8ToColorN, &C::ConvertMonoNToColorN,
+    // YCbCr and YUV, both ways
+    &C::ConvertToYCbCr, &C::ConvertYCbCrToMono8OrColor8,
     // chains
     &C::ConvertViaSourceFilter, &C::ConvertViaUnpacked, &C::ConvertViaBGRa, &C::ConvertViaBGRa8,
     &C::ConvertViaDestinationFilter,

@@ -2,6 +2,7 @@
 // the range of its argument, then makes the module; the caller ends it with Release().
 #pragma once
 
+#include <lxapi/clxautoptrarray.h>
 #include <lxapi/ilxconverter.h>
 #include <lxapi/ilxfiler.h>
 #include <lxapi/ilxfilter.h>
@@ -19,3 +20,14 @@ LXAPI_IP_API ILxFilterReleasable* CreateILxGraphDataFilter(ILxSpecificTypeAlloca
 LXAPI_IP_API ILxGraphDataBufferListResizableReleasable* CreateILxGraphDataBufferListResizable(
     ILxSpecificTypeAllocator* allocator);
 }
+
+// A chain of filters: Filter runs an image through them in the order of their registration, each
+// getting what the one before returned. The array owns the filters; Release ends them, first
+// registered first, and leaves the array empty and usable.
+class LXAPI_IP_API CILxFilterPtrArray : public CLxAutoPtrArray<ILxFilterReleasable, ILxFilter> {
+public:
+    CILxFilterPtrArray();
+    ~CILxFilterPtrArray() override;
+    ILxImage* Filter(ILxImage* image);
+    void Release();
+};

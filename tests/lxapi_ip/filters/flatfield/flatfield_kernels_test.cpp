@@ -1,0 +1,58 @@
+// The flat field row kernels: every fast form gives the bytes of the portable form, on odd widths,
+// lines at odd addresses, the whole range of samples and entries, and both laws.
+#include "filters/flatfield/flatfieldkernels.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+namespace {
+
+struct Case {
+    size_t bytes; // per sample
+    uint32_t maximum;
+    int law; // 1 Multiplication, 2 Addition
+};
+
+std::vector<uint8_t> ApplyRow(const lxff::RowKernels& k, const Case& c, const std::vector<uint8_t>& src,
+                         const std::vector<uint32_t>& table, size_t width, size_t offset) {
+    std::vector<uint8_t> row(src);
+    k.apply[c.law - 1][c.bytes - 1](row.data() + offset, table.data(), width, c.maximum, lxff::LawConstants{});
+    return row;
+}
+
+} // namespace
+
+TEST(FlatFieldKernels, EveryLevelMatchesThePortableForm) {
+    const auto& forms = lxff::Kernels();
+    const std::vector<lxcpu::Level> levels = lxcpu::FastLevels([&](lxcpu::Level l) { return forms.LevelAt(l); });
+    if (levels.empty()) GTEST_SKIP() << "no fast form on this processor";
+    const lxff::RowKernels* portable;
+    {
+        lxcpu::ForcedLevel forced(lxcpu::Level::Portable);
+        portable = &forms.Get();
+    }
+    std::mt19937 rng(7);
+    const Case cases[] = {{1, 255, 1}, {1, 255, 2}, {2, 1023, 1}, {2, 4095, 1}, {2, 65535, 1}, {2, 4095, 2}, {2, 65535, 2}};
+    for (const Case& c : cases) {
+        for (size_t width : {1u, 7u, 31u, 32u, 33u, 257u}) {
+            for (size_t offset : {0u, 1u}) {
+                std::vector<uint8_t> src(width * c.bytes + 2 + 16);
+                for (uint8_t& b : src) b = uint8_t(rng());
+                std::vector<uint32_t> table(width);
+                for (uint32_t& t : table) {
+                    // Gains up to the ceiling 16.0; differences of either sign over the whole range.
+                    t = c.law == 1 ? rng() % 2049 : uint32_t(int32_t(rng() % 131071) - 65535);
+                }
+                const auto expected = ApplyRow(*portable, c, src, table, width, offset);
+                for (lxcpu::Level level : levels) {
+                    lxcpu::ForcedLevel forced(level);
+                    ASSERT_EQ(ApplyRow(forms.Get(), c, src, table, width, offset), expected)
+                        << lxcpu::LevelName(level) << " law " << c.law << " bytes " << c.bytes << " width " << width;
+                }
+            }
+        }
+    }
+}
