@@ -2,8 +2,8 @@
 // dd writing as many bytes with oflag=direct in blocks of 2 MiB to the same folder in the same run.
 // Each iteration writes a file of kFrames frames and closes it. The folder is LXAPI_BENCH_DIR, or the
 // system's temporary folder.
-#include "lxapi_ip/aviwriter/avifile20.h"
-#include "lxapi_ip/aviwriter/avifile20notcompressed.h"
+#include "lxapi_ip/aviwriter/avifile20header.h"
+#include "lxapi_ip/aviwriter/opendmllayout.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,5 +1,7 @@
 #include "lxaviwriter.h"
 
+#include "aviwriter/avifile20mjpeg.h"
+#include "aviwriter/avifile20notcompressed.h"
 #include "aviwriter/avifilenotcompressed.h"
 #include <lxsdkcommon/lxcallbackmanager.h>
 #include "lxdescriptions.h"
@@ -347,8 +349,10 @@ void CLxAVIWriter::SetUpFileObject(uint32_t width, uint32_t height, uint32_t pit
         file = std::make_unique<CAVIFileNotCompressed>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == AVI1 && codec == MotionJPEG)
         throw RUNTIME_EXCEPTION("Motion JPEG files are not yet available in this build.");
-    else if (fileFormat == AVI2 && (codec == Uncompressed || codec == MotionJPEG))
-        throw RUNTIME_EXCEPTION("OpenDML (AVI 2.0) files are not yet available in this build.");
+    else if (fileFormat == AVI2 && codec == Uncompressed)
+        file = std::make_unique<CAVIFile20NotCompressed>(m_freeFrames, m_filledFrames, *this);
+    else if (fileFormat == AVI2 && codec == MotionJPEG)
+        file = std::make_unique<CAVIFile20MJPEG>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == WebM && codec == VP8)
         throw RUNTIME_EXCEPTION("WebM files are not yet available in this build.");
     else

@@ -220,7 +220,8 @@ uint32_t CAVIFile::Run() {
                 code = ENOMEM;
                 m_listener.OnException(GenICam::GenericException(e.what(), __FILE__, __LINE__, "BadAllocException"));
             }
-            m_freeFrames.Push(frame);
+            if (code == 0) frame = KeepWhileWriting(frame);
+            if (frame) m_freeFrames.Push(frame);
             if (code != 0) {
                 m_result = code;
                 if (code != EIO && code != ENOMEM) ReportWriteFailure(name, code);

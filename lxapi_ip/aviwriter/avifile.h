@@ -93,6 +93,10 @@ protected:
     virtual uint32_t WriteFrame(lxavi::CFileContext& context, ILxImage* image, uint32_t frameIndex) = 0;
     virtual uint32_t CloseFile(lxavi::CFileContext& context) = 0;
     virtual uint32_t Cleanup() { return 0; }
+    // Called with a frame just handed to WriteFrame without failure; answers the frame that may go back
+    // to the free queue now (null for none). A writer whose write is still in flight keeps the frame
+    // and gives back the one before it.
+    virtual CFrameData* KeepWhileWriting(CFrameData* frame) { return frame; }
     virtual bool IsFull() { return GetMaxFileSize() < m_frameBytes + 24 + m_projectedSize; }
 
     uint32_t Width() const;

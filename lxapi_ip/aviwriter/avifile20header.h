@@ -2,7 +2,7 @@
 // BITMAPINFOHEADER of strf.
 #pragma once
 
-#include "avifile20.h"
+#include "opendmllayout.h"
 
 #include <cstdint>
 #include <vector>
@@ -25,5 +25,13 @@ struct HeaderParts20 {
 // RIFF, LIST hdrl, avih, LIST strl, strh and the strf header with the BITMAPINFOHEADER, in a block of
 // parts.headerBytes bytes (zero behind what is written here).
 std::vector<uint8_t> CommonHeader20(const StreamFormat20& format, const HeaderParts20& parts);
+
+// The header block of an uncompressed stream: strh "vids" "DIB ", strf with a BITMAPINFOHEADER (and a
+// palette of 256 entries for 8 bits). 212 bytes, 1236 with the palette.
+std::vector<uint8_t> NotCompressedHeader20(const StreamFormat20& format);
+
+// The header block of an MJPEG stream: strh "vids" "MJPG", strf with a BITMAPINFOHEADER of compression
+// "MJPG", strn "MJPG Out". 284 bytes.
+std::vector<uint8_t> MJPEGHeader20(const StreamFormat20& format);
 
 } // namespace lxavi

@@ -1,15 +1,23 @@
-// Motion JPEG frames in OpenDML files: one JPEG image per chunk "00dc".
+// OpenDML files of Motion JPEG frames, one JFIF image per chunk "00dc". Each frame is encoded into a
+// block of the file object's own, with room for the chunk header in front and the fill behind; two
+// blocks take turns, so that one is encoded while the other is being written.
 #pragma once
 
 #include "avifile20.h"
 
-#include <cstdint>
-#include <vector>
+class CAVIFile20MJPEG final : public CAVIFile20 {
+public:
+    CAVIFile20MJPEG(CFrameQueue& freeFrames, CFrameQueue& filledFrames, IAVIFileStatusListener& listener);
+    ~CAVIFile20MJPEG() override { Stop(); }
 
-namespace lxavi {
+    uint32_t Prepare() override;
 
-// The header block of an MJPEG OpenDML stream: RIFF, LIST hdrl, avih, LIST strl, strh "vids" "MJPG",
-// strf with a BITMAPINFOHEADER of compression "MJPG", strn "MJPG Out". 284 bytes.
-std::vector<uint8_t> MJPEGHeader20(const StreamFormat20& format);
+protected:
+    std::vector<uint8_t> BuildHeader() override;
+    uint32_t WriteFrame(lxavi::CFileContext& context, ILxImage* image, uint32_t frameIndex) override;
 
-} // namespace lxavi
+private:
+    lxavi::CAlignedBlock m_blocks[2];
+    size_t m_capacity = 0; // JPEG bytes a block takes
+    unsigned m_next = 0;
+};

@@ -1,41 +1,42 @@
 #include "avifile20notcompressed.h"
 
 #include "avifile20header.h"
-#include "../stillimage/lxfile.h"
 
-namespace lxavi {
+#include <cerrno>
+#include <utility>
 
-std::vector<uint8_t> NotCompressedHeader20(const StreamFormat20& f) {
-    const bool palette = f.bitCount <= 8;
-    const uint32_t frameBytes = f.height * f.pitch;
-    HeaderParts20 parts{};
-    parts.headerBytes = palette ? 1236 : 212;
-    parts.avihFlags = 16 | 2048; // AVIF_HASINDEX | AVIF_TRUSTCKTYPE
-    parts.lineBytes = frameBytes;
-    parts.handler = FourCC("DIB ");
-    parts.strhQuality = 0;
-    parts.infoBytes = palette ? 1064 : 40;
-    parts.compression = 0; // BI_RGB
-    parts.bitCount = f.bitCount;
-    parts.imageSize = frameBytes;
-    std::vector<uint8_t> block = CommonHeader20(f, parts);
-    if (palette) {
-        uint8_t* info = block.data() + 172;
-        lxfile::StoreLE32(info + 32, 256); // colours used
-        lxfile::StoreLE32(info + 36, 256); // colours important
-        uint8_t* quad = info + 40;
-        for (int i = 0; i < 256; ++i, quad += 4) {
-            if (f.palette) {
-                quad[0] = f.palette[4 * i];
-                quad[1] = f.palette[4 * i + 1];
-                quad[2] = f.palette[4 * i + 2];
-            } else {
-                quad[0] = quad[1] = quad[2] = static_cast<uint8_t>(i);
-            }
-            quad[3] = 0;
-        }
-    }
-    return block;
+CAVIFile20NotCompressed::CAVIFile20NotCompressed(CFrameQueue& freeFrames, CFrameQueue& filledFrames,
+                                                 IAVIFileStatusListener& listener)
+    : CAVIFile20(freeFrames, filledFrames, listener, FourCC("00db")) {}
+
+CAVIFile20NotCompressed::~CAVIFile20NotCompressed() {
+    Stop();
+    // Run has closed the file, which gave the frame back; this is for a worker that never ran.
+    if (m_inFlight) m_freeFrames.Push(std::exchange(m_inFlight, nullptr));
 }
 
-} // namespace lxavi
+std::vector<uint8_t> CAVIFile20NotCompressed::BuildHeader() { return lxavi::NotCompressedHeader20(StreamFormat()); }
+
+uint32_t CAVIFile20NotCompressed::WriteFrame(lxavi::CFileContext&, ILxImage* image, uint32_t frameIndex) {
+    if (image->GetImageLinePitch() != m_linePitch || image->GetImageHeight() != Height()) return EINVAL;
+    // No copy: the chunk header goes into the 8 bytes in front of the pixels, pad and fill behind them.
+    return WriteChunk(static_cast<uint8_t*>(image->GetImageBuffer()), static_cast<uint32_t>(m_frameBytes), frameIndex);
+}
+
+CFrameData* CAVIFile20NotCompressed::KeepWhileWriting(CFrameData* frame) {
+    // WriteChunk waited for the write before this one: the frame kept since is free again. With no
+    // free frame left the caller may be waiting for one: this frame's write is waited for and the
+    // frame given back at once (an error stays with the layout, for the next chunk or the close).
+    if (m_freeFrames.Size() == 0) {
+        m_layout.WaitLastWrite();
+        if (m_inFlight) m_freeFrames.Push(std::exchange(m_inFlight, nullptr));
+        return frame;
+    }
+    return std::exchange(m_inFlight, frame);
+}
+
+uint32_t CAVIFile20NotCompressed::CloseFile(lxavi::CFileContext& context) {
+    const uint32_t result = CAVIFile20::CloseFile(context); // waits for the last write
+    if (m_inFlight) m_freeFrames.Push(std::exchange(m_inFlight, nullptr));
+    return result;
+}

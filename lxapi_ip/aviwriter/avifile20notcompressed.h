@@ -1,16 +1,22 @@
-// Uncompressed frames in OpenDML files: bottom-up DIB frames as chunks "00db".
+// OpenDML files of uncompressed DIB frames, bottom-up, as chunks "00db". The frame goes to the disk
+// from the pool's own memory: it stays out of the free queue until its write has ended.
 #pragma once
 
 #include "avifile20.h"
 
-#include <cstdint>
-#include <vector>
+class CAVIFile20NotCompressed final : public CAVIFile20 {
+public:
+    CAVIFile20NotCompressed(CFrameQueue& freeFrames, CFrameQueue& filledFrames, IAVIFileStatusListener& listener);
+    ~CAVIFile20NotCompressed() override;
 
-namespace lxavi {
+    bool IsBottomUp() override { return true; }
 
-// The header block of an uncompressed OpenDML stream: RIFF, LIST hdrl, avih, LIST strl, strh "vids"
-// "DIB ", strf with a BITMAPINFOHEADER (and a palette of 256 entries for 8 bits). 212 bytes, 1236 with
-// the palette.
-std::vector<uint8_t> NotCompressedHeader20(const StreamFormat20& format);
+protected:
+    std::vector<uint8_t> BuildHeader() override;
+    uint32_t WriteFrame(lxavi::CFileContext& context, ILxImage* image, uint32_t frameIndex) override;
+    CFrameData* KeepWhileWriting(CFrameData* frame) override;
+    uint32_t CloseFile(lxavi::CFileContext& context) override;
 
-} // namespace lxavi
+private:
+    CFrameData* m_inFlight = nullptr; // the frame whose write may not have ended
+};

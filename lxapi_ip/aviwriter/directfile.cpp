@@ -4,65 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/statfs.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 #include <new>
 #include <utility>
 
 namespace lxavi {
-
-namespace {
-
-constexpr uint64_t kFatLimit = 0xFFFFFFFFull;   // FAT keeps sizes in 32 bits
-constexpr uint64_t kUnknownLimit = 0x80000000ull; // a file system of unknown kind: 2 GiB to be safe
-
-// File systems that hold files far beyond the limits of this writer.
-bool HoldsLargeFiles(long type) {
-    switch (type) {
-    case EXT4_SUPER_MAGIC: // also ext2 and ext3
-    case XFS_SUPER_MAGIC:
-    case BTRFS_SUPER_MAGIC:
-    case TMPFS_MAGIC:
-    case OVERLAYFS_SUPER_MAGIC:
-    case NFS_SUPER_MAGIC:
-    case 0x5346544e: // NTFS (ntfs3)
-    case 0x65735546: // FUSE, as ntfs-3g
-    case 0x2011BAB0: // exFAT
-        return true;
-    default:
-        return false;
-    }
-}
-
-std::string DirectoryOf(const std::string& name) {
-    const size_t slash = name.find_last_of('/');
-    if (slash == std::string::npos) return ".";
-    if (slash == 0) return "/";
-    return name.substr(0, slash);
-}
-
-} // namespace
-
-uint64_t ProbeFileSizeLimit(const std::string& name, uint64_t current) noexcept {
-    const std::string directory = DirectoryOf(name);
-    struct statfs fs {};
-    if (::statfs(directory.c_str(), &fs) != 0) return current;
-    uint64_t limit = current;
-    if (fs.f_type == MSDOS_SUPER_MAGIC)
-        limit = kFatLimit;
-    else if (!HoldsLargeFiles(static_cast<long>(fs.f_type)))
-        limit = kUnknownLimit;
-    struct statvfs vfs {};
-    if (::statvfs(directory.c_str(), &vfs) != 0) return limit;
-    const uint64_t available = static_cast<uint64_t>(vfs.f_bavail) * vfs.f_frsize;
-    if (available < limit) limit = available;
-    struct stat st {};
-    if (::stat(name.c_str(), &st) == 0 && S_ISREG(st.st_mode)) limit += static_cast<uint64_t>(st.st_size);
-    return limit;
-}
 
 CAlignedBlock::CAlignedBlock(size_t size) {
     const size_t rounded = (size + CDirectFile::Granule - 1) / CDirectFile::Granule * CDirectFile::Granule;

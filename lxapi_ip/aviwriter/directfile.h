@@ -20,12 +20,6 @@
 
 namespace lxavi {
 
-// The size limit for a file about to be written as `name`: `current` on file systems that hold files
-// of any size, 0xFFFFFFFF on FAT, 0x80000000 on file systems of unknown kind; never more than the
-// bytes free to the caller, plus the size of a file of that name, which is about to be replaced. A
-// probe that fails leaves `current`.
-uint64_t ProbeFileSizeLimit(const std::string& name, uint64_t current) noexcept;
-
 // Memory aligned for direct I/O, a multiple of 2048 bytes long. Zeroed.
 class CAlignedBlock {
 public:

@@ -9,7 +9,8 @@
 #include <new>
 
 namespace {
-constexpr std::align_val_t kBlockAlignment{64};
+// Page-aligned, as direct I/O wants the memory it writes from.
+constexpr std::align_val_t kBlockAlignment{4096};
 }
 
 CFrameData::CFrameData() : m_buffer(CreateILxImageBuffer(this)) {}

@@ -242,20 +242,4 @@ TEST(OpenDMLFaults, AFileThatCannotBeCreatedIsReported) {
     EXPECT_EQ(writer.Close(), 0);
 }
 
-TEST(OpenDMLProbe, TheLimitIsTheFreeSpaceAtMostPlusTheFileReplaced) {
-    ScratchDir dir;
-    const std::string name = dir / "probe.avi";
-    const uint64_t fresh = lxavi::ProbeFileSizeLimit(name, COpenDMLWriter::DefaultSizeLimit);
-    EXPECT_GT(fresh, 0u);
-    EXPECT_LE(fresh, COpenDMLWriter::DefaultSizeLimit);
-    {
-        std::ofstream out(name, std::ios::binary);
-        out << std::string(100000, 'x');
-    }
-    // The file about to be replaced adds its size (free space may shift by the blocks it took).
-    const uint64_t replacing = lxavi::ProbeFileSizeLimit(name, COpenDMLWriter::DefaultSizeLimit);
-    EXPECT_NEAR(double(replacing), double(fresh), 4.0 * 1024 * 1024);
-    EXPECT_EQ(lxavi::ProbeFileSizeLimit("/nonexistent-dir/x.avi", 1234), 1234u);
-}
-
 } // namespace

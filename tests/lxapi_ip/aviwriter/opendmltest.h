@@ -3,9 +3,8 @@
 // every chunk.
 #pragma once
 
-#include "lxapi_ip/aviwriter/avifile20.h"
-#include "lxapi_ip/aviwriter/avifile20mjpeg.h"
-#include "lxapi_ip/aviwriter/avifile20notcompressed.h"
+#include "lxapi_ip/aviwriter/opendmllayout.h"
+#include "lxapi_ip/aviwriter/avifile20header.h"
 
 #include <gtest/gtest.h>
 

@@ -13,3 +13,7 @@ add_executable(lxapi_ip_aviwriter20_slow_tests ${CMAKE_CURRENT_LIST_DIR}/opendml
 target_include_directories(lxapi_ip_aviwriter20_slow_tests PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(lxapi_ip_aviwriter20_slow_tests PRIVATE lxip_aviwriter20 GTest::gtest_main Threads::Threads)
 gtest_discover_tests(lxapi_ip_aviwriter20_slow_tests DISCOVERY_TIMEOUT 60 PROPERTIES LABELS slow TIMEOUT 900)
+
+# The video filer writing OpenDML files, through the module.
+lxip_internal_test(lxapi_ip_aviwriter20_module_tests ${CMAKE_CURRENT_LIST_DIR}/aviwriter20_test.cpp)
+target_link_libraries(lxapi_ip_aviwriter20_module_tests PRIVATE lxip_generated)
