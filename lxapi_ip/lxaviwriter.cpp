@@ -1,5 +1,6 @@
 #include "lxaviwriter.h"
 
+#include "aviwriter/avifilemjpeg.h"
 #include "aviwriter/avifilenotcompressed.h"
 #include <lxsdkcommon/lxcallbackmanager.h>
 #include "lxdescriptions.h"
@@ -346,7 +347,7 @@ void CLxAVIWriter::SetUpFileObject(uint32_t width, uint32_t height, uint32_t pit
     if (fileFormat == AVI1 && codec == Uncompressed)
         file = std::make_unique<CAVIFileNotCompressed>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == AVI1 && codec == MotionJPEG)
-        throw RUNTIME_EXCEPTION("Motion JPEG files are not yet available in this build.");
+        file = std::make_unique<CAVIFileMJPEG>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == AVI2 && (codec == Uncompressed || codec == MotionJPEG))
         throw RUNTIME_EXCEPTION("OpenDML (AVI 2.0) files are not yet available in this build.");
     else if (fileFormat == WebM && codec == VP8)
@@ -364,9 +365,12 @@ void CLxAVIWriter::SetUpFileObject(uint32_t width, uint32_t height, uint32_t pit
     file->SetFormat(width, height, pitch, bits, swapColours, mapType, inversion, phase);
     RebuildFramePool(height, pitch, width, format);
     file->FinishedEvent().Reset();
-    const uint32_t prepared = file->Prepare();
+    // A file object that cannot ready itself would take frames and never give them back: refused here,
+    // so that the caller does not block.
+    if (const uint32_t prepared = file->Prepare())
+        throw RUNTIME_EXCEPTION("The video file could not be prepared (error 0x%X).", prepared);
     m_fileObject = std::move(file);
-    if (prepared == 0) m_fileObject->Start();
+    m_fileObject->Start();
 }
 
 void CLxAVIWriter::AddImage(ILxImage* image, uint32_t frameNumber) {
