@@ -285,6 +285,9 @@ void CLxAVIWriter::OnException(const GenICam::GenericException& exception) {
 
 void CLxAVIWriter::DropFileObject() {
     if (m_fileObject) {
+        // A callback runs on the worker's thread: it cannot end the worker it runs on.
+        if (m_fileObject->IsWorkerThread())
+            throw LOGICAL_ERROR_EXCEPTION("The video filer cannot be stopped or reshaped from its own callback.");
         m_fileObject->Stop();
         m_fileObject.reset();
     }
@@ -407,6 +410,9 @@ void CLxAVIWriter::AddImageLocked(ILxImage* image, uint32_t frameNumber) {
         throw INVALID_ARGUMENT_EXCEPTION("Not supported image size %zu x %zu", width, height);
     if (!m_fileObject || width != m_width || height != m_height || target != m_pixelFormat) {
         const size_t line = lxip::FormatInside(target)->GetLineBytes(width);
+        // A frame is one RIFF chunk: its size must fit the chunk's 32-bit field with room to spare.
+        if ((line + 3) / 4 * 4 * height > 0x7FFFFFFFu)
+            throw INVALID_ARGUMENT_EXCEPTION("Not supported image size %zu x %zu", width, height);
         SetUpFileObject(static_cast<uint32_t>(width), static_cast<uint32_t>(height),
                         static_cast<uint32_t>((line + 3) / 4 * 4), target);
     }
