@@ -1,5 +1,6 @@
 #include "lxaviwriter.h"
 
+#include "aviwriter/avifilemjpeg.h"
 #include "aviwriter/avifile20mjpeg.h"
 #include "aviwriter/avifile20notcompressed.h"
 #include "aviwriter/avifilenotcompressed.h"
@@ -286,6 +287,9 @@ void CLxAVIWriter::OnException(const GenICam::GenericException& exception) {
 
 void CLxAVIWriter::DropFileObject() {
     if (m_fileObject) {
+        // A callback runs on the worker's thread: it cannot end the worker it runs on.
+        if (m_fileObject->IsWorkerThread())
+            throw LOGICAL_ERROR_EXCEPTION("The video filer cannot be stopped or reshaped from its own callback.");
         m_fileObject->Stop();
         m_fileObject.reset();
     }
@@ -348,7 +352,7 @@ void CLxAVIWriter::SetUpFileObject(uint32_t width, uint32_t height, uint32_t pit
     if (fileFormat == AVI1 && codec == Uncompressed)
         file = std::make_unique<CAVIFileNotCompressed>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == AVI1 && codec == MotionJPEG)
-        throw RUNTIME_EXCEPTION("Motion JPEG files are not yet available in this build.");
+        file = std::make_unique<CAVIFileMJPEG>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == AVI2 && codec == Uncompressed)
         file = std::make_unique<CAVIFile20NotCompressed>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == AVI2 && codec == MotionJPEG)
@@ -368,9 +372,12 @@ void CLxAVIWriter::SetUpFileObject(uint32_t width, uint32_t height, uint32_t pit
     file->SetFormat(width, height, pitch, bits, swapColours, mapType, inversion, phase);
     RebuildFramePool(height, pitch, width, format);
     file->FinishedEvent().Reset();
-    const uint32_t prepared = file->Prepare();
+    // A file object that cannot ready itself would take frames and never give them back: refused here,
+    // so that the caller does not block.
+    if (const uint32_t prepared = file->Prepare())
+        throw RUNTIME_EXCEPTION("The video file could not be prepared (error 0x%X).", prepared);
     m_fileObject = std::move(file);
-    if (prepared == 0) m_fileObject->Start();
+    m_fileObject->Start();
 }
 
 void CLxAVIWriter::AddImage(ILxImage* image, uint32_t frameNumber) {
@@ -407,6 +414,9 @@ void CLxAVIWriter::AddImageLocked(ILxImage* image, uint32_t frameNumber) {
         throw INVALID_ARGUMENT_EXCEPTION("Not supported image size %zu x %zu", width, height);
     if (!m_fileObject || width != m_width || height != m_height || target != m_pixelFormat) {
         const size_t line = lxip::FormatInside(target)->GetLineBytes(width);
+        // A frame is one RIFF chunk: its size must fit the chunk's 32-bit field with room to spare.
+        if ((line + 3) / 4 * 4 * height > 0x7FFFFFFFu)
+            throw INVALID_ARGUMENT_EXCEPTION("Not supported image size %zu x %zu", width, height);
         SetUpFileObject(static_cast<uint32_t>(width), static_cast<uint32_t>(height),
                         static_cast<uint32_t>((line + 3) / 4 * 4), target);
     }

@@ -39,6 +39,8 @@ public:
     void Start();
     bool IsStarted() const { return m_thread.joinable(); }
     bool IsRunning() const { return m_running.load() != 0; }
+    // True on the worker's own thread (inside Run and what it calls).
+    bool IsWorkerThread() const { return m_thread.joinable() && m_thread.get_id() == std::this_thread::get_id(); }
     // The kernel's id of the thread while Run executes, 0 otherwise.
     uint32_t GetThreadId() const { return m_threadId.load(); }
     // Kept for the interface; threads run at the normal priority on this platform.

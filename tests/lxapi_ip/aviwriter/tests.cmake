@@ -10,6 +10,7 @@ lxip_internal_test(lxapi_ip_aviwriter_tests
   ${CMAKE_CURRENT_LIST_DIR}/aviwriter_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/aviwriter_faults_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/aviwriter_oracle_test.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/avimjpeg_test.cpp
 )
 
 # OpenDML (AVI 2.0) files.
