@@ -12,6 +12,7 @@
 #include "lxiputil.h"
 #include "lxpixelformatconverter.h"
 #include "lxreverseconverter.h"
+#include "lxsnmeasurementfilter.h"
 
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
@@ -47,7 +48,8 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression",
      res::lxchromasuppressionfilter::ResourceId, &Make<CLxChromaSuppressionFilter, F>,
      &InfoOf<CLxChromaSuppressionFilter>},
-    {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
+    {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement",
+     res::lxsnmeasurementfilter::ResourceId, &Make<CLxSNMeasurementFilter, F>, &InfoOf<CLxSNMeasurementFilter>},
     {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", 0, nullptr, nullptr},
     {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging",
      res::lximageaveragingfilter::ResourceId, &Make<CLxImageAveragingFilter, F>, &InfoOf<CLxImageAveragingFilter>},

@@ -1,5 +1,6 @@
 # The module descriptions and their resource ids.
 set(LXAPI_RESOURCES
+  103=${CMAKE_CURRENT_LIST_DIR}/lxsnmeasurementfilter.xml
   105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
   109=${CMAKE_CURRENT_LIST_DIR}/lxpixelformatconverter.xml
   110=${CMAKE_CURRENT_LIST_DIR}/lxreverseconverter.xml
