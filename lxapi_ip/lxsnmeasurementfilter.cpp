@@ -91,7 +91,8 @@ CLxSNMeasurementFilter::CLxSNMeasurementFilter()
 CLxSNMeasurementFilter::~CLxSNMeasurementFilter() {
     m_cancel.store(true);
     CWorker::Stop();
-    ReleaseImages();
+    ReleaseImages(false);
+    ReleaseSpares();
 }
 
 ILxFilterInfo* CLxSNMeasurementFilter::GetFilterInfo() { return &CFilterInfo<CLxSNMeasurementFilter>::Instance(); }
@@ -106,14 +107,28 @@ GenApi::INodeMap* CLxSNMeasurementFilter::GetINodeMap() {
     return map;
 }
 
-void CLxSNMeasurementFilter::ReleaseImages() noexcept {
+void CLxSNMeasurementFilter::ReleaseImages(bool keep) noexcept {
     for (ILxImageBufferReleasable* image : m_images) {
+        if (keep && m_spares.size() < m_spares.capacity()) {
+            m_spares.push_back(image); // within the capacity: no allocation, no throw
+            continue;
+        }
         try {
             image->Release();
         } catch (...) {
         }
     }
     m_images.clear();
+}
+
+void CLxSNMeasurementFilter::ReleaseSpares() noexcept {
+    for (ILxImageBufferReleasable* image : m_spares) {
+        try {
+            image->Release();
+        } catch (...) {
+        }
+    }
+    m_spares.clear();
 }
 
 bool CLxSNMeasurementFilter::FramesFit(uint64_t frames, uint64_t frameBytes, uint64_t available) {
@@ -155,15 +170,21 @@ ILxImage* CLxSNMeasurementFilter::Filter(ILxImage* image) {
         const bool newSeries =
             working != m_workingFormat || width != m_imageWidth.load() || height != m_imageHeight.load();
         // Every frame of the series is kept: refuse a series the memory cannot hold before any is taken.
-        if ((newSeries || m_images.empty()) &&
-            !FramesFit(frameCount, FrameBytes(working, width, height), AvailableMemory()))
-            throw BAD_ALLOC_EXCEPTION("%s", "std::bad_alloc");
+        // Spare buffers of the same image are memory the series already has.
+        if (newSeries || m_images.empty()) {
+            const uint64_t frameBytes = FrameBytes(working, width, height);
+            const uint64_t have = newSeries ? 0 : m_spares.size();
+            if (!FramesFit(frameCount - std::min(have, frameCount), frameBytes, AvailableMemory()))
+                throw BAD_ALLOC_EXCEPTION("%s", "std::bad_alloc");
+        }
         lxip::TranslateBadAlloc([&] {
             m_images.reserve(static_cast<size_t>(frameCount));
+            m_spares.reserve(static_cast<size_t>(frameCount));
             return 0;
         });
         if (newSeries) {
-            ReleaseImages();
+            ReleaseImages(false);
+            ReleaseSpares();
             m_framesComplete.Reset();
             m_recalculationRequest.Reset();
             m_resultReady.Reset();
@@ -173,7 +194,13 @@ ILxImage* CLxSNMeasurementFilter::Filter(ILxImage* image) {
             m_imageHeight.store(height);
         }
         m_sourceFormat = format;
-        CLxAutoPtr<ILxImageBufferReleasable, ILxImageBuffer> buffer(CreateILxImageBuffer(nullptr));
+        CLxAutoPtr<ILxImageBufferReleasable, ILxImageBuffer> buffer;
+        if (!m_spares.empty()) {
+            buffer.Reset(m_spares.back());
+            m_spares.pop_back();
+        } else {
+            buffer.Reset(CreateILxImageBuffer(nullptr));
+        }
         ConvertInto(image, buffer.Get(), working);
         ILxImage* stored = buffer->GetILxImage();
         if (!stored || stored->GetImagePixelFormat() != working || stored->GetImageWidth() != width ||
@@ -201,7 +228,7 @@ void CLxSNMeasurementFilter::ClearGrabbedImage() {
     {
         GenApi::AutoLock result(m_resultLock);
         GenApi::AutoLock guard(m_workLock);
-        ReleaseImages();
+        ReleaseImages(true);
         m_framesComplete.Reset();
         m_recalculationRequest.Reset();
         m_resultReady.Reset();
@@ -213,9 +240,12 @@ void CLxSNMeasurementFilter::ClearGrabbedImage() {
 // ---------------------------------------------------------------------------------------------------
 // Parameters
 
+// The memory of the old count is given back.
 void CLxSNMeasurementFilter::StoreFrameCount(uint64_t value) {
     m_frameCount.store(value);
     ClearGrabbedImage();
+    GenApi::AutoLock guard(m_workLock);
+    ReleaseSpares();
 }
 void CLxSNMeasurementFilter::StoreClear(uint32_t value) {
     if (value == 1) ClearGrabbedImage();
@@ -287,10 +317,11 @@ uint32_t CLxSNMeasurementFilter::Run() {
                 m_records.clear();
             }
             if (m_cancel.load()) return 0;
-            if (!m_recalculationRequest.IsSet()) m_resultReady.Set();
         }
-        // After the locks: a reader of the node map holds the map's lock while it reads the result.
+        // After the locks, as a reader of the node map holds the map's lock while it reads the result;
+        // before the result is announced, so that a caller woken by it reads no cached value.
         NotifyRegisterChanged("IPResultPort");
+        if (!m_recalculationRequest.IsSet()) m_resultReady.Set();
     }
 }
 

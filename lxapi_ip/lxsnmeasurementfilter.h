@@ -111,7 +111,9 @@ private:
         m_resultReady.Reset();
         m_recalculationRequest.Set();
     }
-    void ReleaseImages() noexcept;
+    // Drops the stored frames; with `keep` their buffers wait in the spares for the next series.
+    void ReleaseImages(bool keep) noexcept;
+    void ReleaseSpares() noexcept;
     void ConvertInto(ILxImage* image, ILxImageBuffer* buffer, uint32_t working);
     // One calculation of the records from the stored frames; under both locks.
     void Calculate();
@@ -125,6 +127,10 @@ private:
 
     // Under the module lock (m_workLock).
     std::vector<ILxImageBufferReleasable*> m_images; // owned, oldest first
+    // Buffers of a cleared series, of the same format and size, taken again before new ones are made so
+    // that a repeated measurement does not fault its memory in anew. Given back when the frame count or
+    // the image changes.
+    std::vector<ILxImageBufferReleasable*> m_spares;
     uint32_t m_workingFormat = NoFormat;
     uint32_t m_sourceFormat = NoFormat; // the source format the layout was taken from
     std::atomic<uint64_t> m_imageWidth{4096}, m_imageHeight{4096};
