@@ -18,6 +18,7 @@
 #include "lxnoisereductionfilter.h"
 #include "lxpixelformatconverter.h"
 #include "lxreverseconverter.h"
+#include "lxsnmeasurementfilter.h"
 #include "lxstillimagewriter.h"
 
 #include <lxapi/lxapi_ip.h>
@@ -57,7 +58,8 @@ constexpr lxip::FilterRecord Filters[] = {
     {LxFilterType_ChromaSuppression, "LxFilterType_ChromaSuppression", "Chroma Suppression",
      res::lxchromasuppressionfilter::ResourceId, &Make<CLxChromaSuppressionFilter, F>,
      &InfoOf<CLxChromaSuppressionFilter>},
-    {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement", 0, nullptr, nullptr},
+    {LxFilterType_SNMeasurement, "LxFilterType_SNMeasurement", "SN Measurement",
+     res::lxsnmeasurementfilter::ResourceId, &Make<CLxSNMeasurementFilter, F>, &InfoOf<CLxSNMeasurementFilter>},
     {LxFilterType_GraphData, "LxFilterType_GraphData", "Graph Data", res::lxgraphdatafilter::ResourceId,
      &Make<CLxGraphDataFilter, F>, &InfoOf<CLxGraphDataFilter>},
     {LxFilterType_ImageAveraging, "LxFilterType_ImageAveraging", "Image Averaging",

@@ -1,5 +1,6 @@
 # The module descriptions and their resource ids.
 set(LXAPI_RESOURCES
+  103=${CMAKE_CURRENT_LIST_DIR}/lxsnmeasurementfilter.xml
   104=${CMAKE_CURRENT_LIST_DIR}/lxedgeenhancementfilter.xml
   105=${CMAKE_CURRENT_LIST_DIR}/lxgammacorrectionfilter.xml
   108=${CMAKE_CURRENT_LIST_DIR}/lxbalanceratiofilter.xml

@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <utility>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -27,6 +28,7 @@ struct Register {
     long long address = 0;
     long long length = 0; // 0 when the length comes from another node (pLength)
     std::string access;
+    std::string port; // empty for the module's own port IPPort
 };
 
 struct Description {
@@ -36,6 +38,7 @@ struct Description {
     std::string modelName;
     std::vector<unsigned char> bytes;
     std::vector<Register> registers;
+    std::vector<Register> otherPorts; // registers of further ports (a result port), by port
 };
 
 [[noreturn]] void Fail(const std::string& text) { throw std::runtime_error(text); }
@@ -57,9 +60,9 @@ std::string Trimmed(const char* text) {
     return first == std::string::npos ? std::string() : s.substr(first, last - first + 1);
 }
 
-// Every node with a literal <Address> is a register of the module's port.
-// Nodes inside <Group> elements count as well.
-void CollectRegisters(Description& d, const pugi::xml_node& parent, std::set<long long>& addresses) {
+// Every node with a literal <Address> is a register of the module's port, or, with a <pPort> naming
+// another port, of that port (addresses are unique per port). Nodes inside <Group> elements count too.
+void CollectRegisters(Description& d, const pugi::xml_node& parent, std::set<std::pair<std::string, long long>>& addresses) {
     for (const pugi::xml_node& node : parent.children()) {
         if (std::string(node.name()) == "Group") CollectRegisters(d, node, addresses);
         if (!node.child("Address")) continue;
@@ -77,8 +80,14 @@ void CollectRegisters(Description& d, const pugi::xml_node& parent, std::set<lon
             Fail(where + ": no <Length> or <pLength>");
         r.access = node.child("AccessMode") ? Trimmed(node.child_value("AccessMode")) : "RO";
         if (r.access != "RO" && r.access != "RW" && r.access != "WO") Fail(where + ": access " + r.access);
-        if (!addresses.insert(r.address).second) Fail(where + ": a second register at the same address");
-        d.registers.push_back(r);
+        const std::string port = node.child("pPort") ? Trimmed(node.child_value("pPort")) : "IPPort";
+        if (!addresses.insert({port, r.address}).second) Fail(where + ": a second register at the same address");
+        if (port == "IPPort") {
+            d.registers.push_back(r);
+        } else {
+            r.port = port;
+            d.otherPorts.push_back(r);
+        }
     }
 }
 
@@ -98,7 +107,7 @@ Description Load(const std::string& pair) {
     const pugi::xml_node root = doc.child("RegisterDescription");
     if (!root) Fail(d.path + ": no RegisterDescription");
     d.modelName = root.attribute("ModelName").value();
-    std::set<long long> addresses;
+    std::set<std::pair<std::string, long long>> addresses;
     CollectRegisters(d, root, addresses);
     return d;
 }
@@ -143,6 +152,14 @@ std::string Header(const std::vector<Description>& all) {
             s << "inline constexpr lxip::RegisterNode " << r.name << "{\"" << r.name << "\", " << Hex(r.address)
               << ", " << (r.length ? std::to_string(r.length) : "lxip::SizeTWidth") << ", lxip::RegisterAccess::"
               << r.access << ", lxip::RegisterKind::" << r.kind << "};\n";
+        }
+        // Registers of further ports: named in a namespace of their port, outside RegisterNodes, as the
+        // module serves them through another object.
+        for (const Register& r : d.otherPorts) {
+            s << "namespace " << r.port << " { inline constexpr lxip::RegisterNode " << r.name << "{\"" << r.name
+              << "\", " << Hex(r.address) << ", "
+              << (r.length ? std::to_string(r.length) : "lxip::SizeTWidth") << ", lxip::RegisterAccess::" << r.access
+              << ", lxip::RegisterKind::" << r.kind << "}; }\n";
         }
         // A description without registers (a module driven by typed calls alone) has no list: a C++
         // array cannot be empty.

@@ -1,0 +1,130 @@
+#include "snstatistics.h"
+
+#include "snrowkernel.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lxsn {
+
+namespace detail {
+#if defined(__x86_64__)
+extern const RowKernels RowKernelsAvx2;
+#endif
+const RowKernels RowKernelsPortable = {&Row8, &Row16};
+} // namespace detail
+
+const lxcpu::KernelForms<RowKernels>& RowForms() {
+#if defined(__x86_64__)
+    static const lxcpu::KernelForms<RowKernels> forms(&detail::RowKernelsPortable, &detail::RowKernelsAvx2);
+#else
+    static const lxcpu::KernelForms<RowKernels> forms(&detail::RowKernelsPortable);
+#endif
+    return forms;
+}
+
+namespace {
+
+// The per-position sums of one ROI row over all frames, and their share of the records.
+struct RowSums {
+    std::vector<uint32_t> sum;
+    std::vector<uint32_t> squares32; // 8-bit samples
+    std::vector<uint64_t> squares64; // wider samples
+};
+
+} // namespace
+
+bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& roi, std::vector<Record>* out,
+             const std::atomic<bool>* cancel) {
+    const size_t count = layout.count;
+    std::vector<Record>& records = *out;
+    records.assign(count, Record{});
+    for (size_t c = 0; c < count; ++c) records[c].component = layout.ids[c];
+    const size_t n = static_cast<size_t>(roi.width) * layout.stride; // samples of a ROI row
+    const size_t frameCount = frames.size();
+    if (frameCount == 0 || n == 0 || roi.height == 0) return true;
+
+    const RowKernels& k = RowForms().Get();
+    const bool wide = layout.bytesPerSample == 2;
+    RowSums row;
+    row.sum.resize(n);
+    (wide ? row.squares64.resize(n) : row.squares32.resize(n));
+    const size_t classes = layout.rowClasses, period = layout.period;
+    // Per frame and row class, the lane sums and lane squares: 2 x Lanes entries.
+    std::vector<uint64_t> lanes(frameCount * classes * 2 * Lanes, 0);
+
+    double meanSum[16] = {}, deviationSum[16] = {};
+    uint64_t samples[16] = {};
+    const double invFrames = 1.0 / static_cast<double>(frameCount);
+    const size_t xOffset = static_cast<size_t>(roi.x) * layout.stride * layout.bytesPerSample;
+
+    for (uint64_t r = 0; r < roi.height; ++r) {
+        if (cancel && cancel->load(std::memory_order_relaxed)) return false;
+        const size_t cls = static_cast<size_t>(r) & (classes - 1);
+        std::fill(row.sum.begin(), row.sum.end(), 0u);
+        if (wide)
+            std::fill(row.squares64.begin(), row.squares64.end(), 0u);
+        else
+            std::fill(row.squares32.begin(), row.squares32.end(), 0u);
+        for (size_t f = 0; f < frameCount; ++f) {
+            const uint8_t* line = frames[f].pixels + static_cast<size_t>(roi.y + r) * frames[f].pitch + xOffset;
+            uint64_t* laneSums = lanes.data() + (f * classes + cls) * 2 * Lanes;
+            uint64_t* laneSquares = laneSums + Lanes;
+            if (wide) {
+                k.row16(reinterpret_cast<const uint16_t*>(line), n, row.sum.data(), row.squares64.data(), laneSums,
+                        laneSquares);
+            } else {
+                for (size_t j = 0; j < n; j += MaxRow8)
+                    k.row8(line + j, std::min(MaxRow8, n - j), row.sum.data() + j, row.squares32.data() + j,
+                           laneSums, laneSquares);
+            }
+        }
+        // mean(p) = sum / N, t(p) = sqrt(squares / N - mean^2), population deviation over the frames.
+        const int8_t* component = layout.component[cls];
+        size_t phase = 0;
+        for (size_t i = 0; i < n; ++i) {
+            const int c = component[phase];
+            if (++phase == period) phase = 0;
+            if (c < 0) continue;
+            const double mean = static_cast<double>(row.sum[i]) * invFrames;
+            const double squares = static_cast<double>(wide ? row.squares64[i] : row.squares32[i]);
+            meanSum[c] += mean;
+            deviationSum[c] += std::sqrt(squares * invFrames - mean * mean);
+            ++samples[c];
+        }
+    }
+
+    // Per frame: d(f, c) = sqrt(e - m^2) over the component's samples of the ROI.
+    double frameDeviationSum[16] = {};
+    for (size_t f = 0; f < frameCount; ++f) {
+        uint64_t fs[16] = {}, fq[16] = {};
+        for (size_t cls = 0; cls < classes; ++cls) {
+            const uint64_t* laneSums = lanes.data() + (f * classes + cls) * 2 * Lanes;
+            for (size_t l = 0; l < Lanes; ++l) {
+                const int c = layout.component[cls][l % period];
+                if (c < 0) continue;
+                fs[c] += laneSums[l];
+                fq[c] += laneSums[Lanes + l];
+            }
+        }
+        for (size_t c = 0; c < count; ++c) {
+            if (samples[c] == 0) continue;
+            const double inv = 1.0 / static_cast<double>(samples[c]);
+            const double m = static_cast<double>(fs[c]) * inv, e = static_cast<double>(fq[c]) * inv;
+            frameDeviationSum[c] += std::sqrt(e - m * m);
+        }
+    }
+
+    for (size_t c = 0; c < count; ++c) {
+        Record& rec = records[c];
+        rec.pixelCount = samples[c];
+        if (samples[c] == 0) continue;
+        const double inv = 1.0 / static_cast<double>(samples[c]);
+        rec.average = meanSum[c] * inv;
+        rec.temporalDeviation = deviationSum[c] * inv;
+        rec.frameDeviation = frameDeviationSum[c] * invFrames;
+    }
+    return true;
+}
+
+} // namespace lxsn

@@ -1,0 +1,63 @@
+// The SN measurement statistics: over N stored frames and a ROI, per pixel component, the mean level,
+// the mean over the pixels of their temporal standard deviation and the mean over the frames of the
+// spatial standard deviation within each frame.
+//
+// The sums are exact integers: per sample position of one ROI row, the sum of the values and of their
+// squares over all frames, and per frame and per phase of the row the same sums over the ROI. The frames
+// are walked row by row, so the per-position sums of one row stay in the first-level cache while every
+// frame's row streams past once.
+#pragma once
+
+#include "snformats.h"
+
+#include <kernels/cpudispatch.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace lxsn {
+
+// Samples of a row are summed in this many lanes; a multiple of every period (1 to 4), so that lane l
+// always holds phase l % period.
+constexpr size_t Lanes = 48;
+
+// One row of one frame: sum[i] += v[i], squares[i] += v[i]^2, and into lane i % Lanes of laneSums and
+// laneSquares (Lanes entries each) the same. 8-bit rows are limited to MaxRow8 samples a call so that
+// their lane sums fit 32 bits; squares of 8-bit samples fit 32 bits for up to 1024 frames.
+constexpr size_t MaxRow8 = Lanes * 16384;
+struct RowKernels {
+    void (*row8)(const uint8_t* src, size_t n, uint32_t* sum, uint32_t* squares, uint64_t* laneSums,
+                 uint64_t* laneSquares);
+    void (*row16)(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares, uint64_t* laneSums,
+                  uint64_t* laneSquares);
+};
+const lxcpu::KernelForms<RowKernels>& RowForms();
+
+struct Frame {
+    const uint8_t* pixels; // top left pixel of the image
+    size_t pitch;          // bytes from a row to the next
+};
+struct Roi {
+    uint64_t x = 0, y = 0, width = 0, height = 0;
+};
+struct Record {
+    uint32_t component = 0;
+    uint64_t pixelCount = 0;
+    double average = 0;
+    double temporalDeviation = 0;
+    double frameDeviation = 0;
+};
+
+// At most this many frames: the squares of 8-bit samples are summed in 32 bits.
+constexpr size_t MaxFrames = 1024;
+
+// The records of `layout`'s components over `frames` (at most MaxFrames, all of the layout's working
+// format and large enough for `roi`) into `records`. Returns false, with `records` undefined, when
+// `cancel` became true meanwhile (it is looked at once a row). Throws std::bad_alloc when the sums find
+// no memory.
+bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& roi, std::vector<Record>* records,
+             const std::atomic<bool>* cancel = nullptr);
+
+} // namespace lxsn
