@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the benchmarks need, where they are missing.
 set -euo pipefail
-packages=(build-essential cmake ninja-build pkg-config libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev)
+packages=(build-essential cmake ninja-build pkg-config libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev
+          libvpx-dev libwebm-dev)
+# Readers the WebM tests ask about the files they write (skipped when missing).
+if [ "${LXAPI_WITH_VIDEO_ORACLES:-0}" = 1 ]; then packages+=(ffmpeg mkvtoolnix); fi
 if [ "${LXAPI_WITH_OPENCV:-0}" = 1 ]; then packages+=(libopencv-dev); fi
 # libyuv, a peer of the YCbCr benchmarks (bench/colormap.cmake finds it when installed).
 if [ "${LXAPI_WITH_LIBYUV:-0}" = 1 ]; then packages+=(libyuv-dev); fi
