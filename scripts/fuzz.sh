@@ -12,7 +12,7 @@ LXAPI_WITH_FUZZ=1 ./scripts/install-deps.sh
 dir=${LXAPI_FUZZ_DIR:-build-fuzz}
 seconds=${LXAPI_FUZZ_SECONDS:-60}
 harnesses=("$@")
-[ ${#harnesses[@]} -gt 0 ] || harnesses=(nodemap formula port converter)
+[ ${#harnesses[@]} -gt 0 ] || harnesses=(nodemap formula port converter bmpreader rawreader)
 targets=()
 for name in "${harnesses[@]}"; do targets+=("fuzz_$name"); done
 

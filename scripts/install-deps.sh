@@ -8,6 +8,8 @@ if [ "${LXAPI_WITH_VIDEO_ORACLES:-0}" = 1 ]; then packages+=(ffmpeg mkvtoolnix);
 if [ "${LXAPI_WITH_OPENCV:-0}" = 1 ]; then packages+=(libopencv-dev); fi
 # libyuv, a peer of the YCbCr benchmarks (bench/colormap.cmake finds it when installed).
 if [ "${LXAPI_WITH_LIBYUV:-0}" = 1 ]; then packages+=(libyuv-dev); fi
+# Independent readers of the files the filers write, for the tests that use them (skipped without).
+if [ "${LXAPI_WITH_ORACLES:-0}" = 1 ]; then packages+=(imagemagick); fi
 # The fuzz harnesses (scripts/fuzz.sh): clang and its libFuzzer and sanitizer runtimes.
 if [ "${LXAPI_WITH_FUZZ:-0}" = 1 ]; then packages+=(clang libclang-rt-14-dev); fi
 missing=()
