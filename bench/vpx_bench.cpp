@@ -76,7 +76,7 @@ void Ours(benchmark::State& state) {
     int64_t i = 0;
     for (auto _ : state) {
         converter->Convert(frames[size_t(i % kCycle)]->GetILxImage(), planar.Get());
-        vpx.Encode(planar->GetILxImage(), i, vpx.FlagsFor(uint64_t(i)), sink);
+        vpx.Encode(planar->GetILxImage(), i, vpx.FlagsFor(uint64_t(i), i == 0), sink);
         ++i;
     }
     while (vpx.Encode(nullptr, i, 0, sink)) {}

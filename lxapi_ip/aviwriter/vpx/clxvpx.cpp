@@ -68,7 +68,8 @@ void CLxVpx::Initialize(size_t width, size_t height, uint32_t fourcc) {
     m_fourcc = fourcc ? fourcc : FourccVP8;
 }
 
-vpx_enc_frame_flags_t CLxVpx::FlagsFor(uint64_t index) const {
+vpx_enc_frame_flags_t CLxVpx::FlagsFor(uint64_t index, bool firstOfFile) const {
+    if (firstOfFile) return VPX_EFLAG_FORCE_KF;
     return m_config.kf_mode == VPX_KF_DISABLED && index % KeyFrameInterval == 0 ? VPX_EFLAG_FORCE_KF : 0;
 }
 

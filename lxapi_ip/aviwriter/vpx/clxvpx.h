@@ -41,8 +41,10 @@ public:
     size_t Height() const { return m_image.d_h; }
     const vpx_codec_enc_cfg_t& Config() const { return m_config; }
 
-    // Key frames are forced every KeyFrameInterval frames only when the encoder does not place them.
-    vpx_enc_frame_flags_t FlagsFor(uint64_t index) const;
+    // Key frames are forced every KeyFrameInterval frames only when the encoder does not place them,
+    // and on the first frame of every file: the encoder lives on from file to file, and a file that
+    // began with an inter frame would not decode.
+    vpx_enc_frame_flags_t FlagsFor(uint64_t index, bool firstOfFile) const;
 
     // Encodes one image with `pts` in frames (a null image drains the encoder) and hands each
     // compressed packet to `sink`. Answers whether any packet came.

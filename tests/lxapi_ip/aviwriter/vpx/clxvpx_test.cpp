@@ -82,7 +82,7 @@ std::vector<BufferPtr> WriteFile(const std::string& path, size_t w, size_t h, in
     std::vector<BufferPtr> sources;
     for (int i = 0; i < count; ++i) {
         sources.push_back(PlanarFrame(w, h, i));
-        vpx.Encode(sources.back()->GetILxImage(), pts ? (*pts)[size_t(i)] : i, vpx.FlagsFor(uint64_t(i)), sink);
+        vpx.Encode(sources.back()->GetILxImage(), pts ? (*pts)[size_t(i)] : i, vpx.FlagsFor(uint64_t(i), i == 0), sink);
     }
     while (vpx.Encode(nullptr, count, 0, sink)) {}
     writer.Finalize();
@@ -192,7 +192,8 @@ TEST(Vpx, RefusedSizesAndQualitiesKeepTheEncoderUnset) {
     BufferPtr other = PlanarFrame(32, 48, 0);
     EXPECT_EQ(TextOf<GenICam::RuntimeException>([&] { vpx.Encode(other->GetILxImage(), 0, 0, [](const auto&) {}); }),
               "Invalid frame size: 32 x 48.");
-    EXPECT_EQ(vpx.FlagsFor(0), 0);
+    EXPECT_EQ(vpx.FlagsFor(0, false), 0);
+    EXPECT_EQ(vpx.FlagsFor(5, true), VPX_EFLAG_FORCE_KF);
 }
 
 TEST(Vpx, FileCarriesEveryFrameKeyAndTimeAndDecodesAsLibvpxAlone) {
@@ -287,5 +288,45 @@ TEST(Vpx, OtherReadersAcceptTheFile) {
         EXPECT_EQ(info.find("EXIT-FAILED"), std::string::npos) << info;
         EXPECT_NE(info.find("V_VP8"), std::string::npos);
         EXPECT_EQ(info.find("rror"), std::string::npos) << info;
+    }
+}
+
+// One encoder for two files in a row, as the file loop keeps it: each file is flushed before it is
+// finalized, so it holds all of its frames, starts with a key frame and decodes on its own, with
+// the time stamps starting again from 0.
+TEST(Vpx, OneEncoderForFilesInARow) {
+    const size_t w = 64, h = 48;
+    const int perFile = 10;
+    CLxVpx vpx;
+    vpx.Initialize(w, h);
+    TempPath paths[2];
+    int frame = 0;
+    std::vector<std::vector<uint8_t>> sources;
+    for (TempPath& t : paths) {
+        FILE* f = std::fopen(t.path.c_str(), "wb");
+        CVpxWebMWriter writer(f);
+        writer.WriteHeader(w, h, vpx.Fourcc(), 2);
+        auto sink = [&](const vpx_codec_cx_pkt_t& p) { writer.WritePacket(p, vpx.Config().g_timebase); };
+        for (int i = 0; i < perFile; ++i, ++frame) {
+            BufferPtr b = PlanarFrame(w, h, frame);
+            sources.push_back(Packed(b));
+            EXPECT_TRUE(vpx.Encode(b->GetILxImage(), i, vpx.FlagsFor(uint64_t(i), i == 0), sink));
+        }
+        while (vpx.Encode(nullptr, perFile, 0, sink)) {}
+        writer.Finalize();
+        std::fclose(f);
+    }
+    for (int k = 0; k < 2; ++k) {
+        const Walk walk = WalkFile(paths[k].path);
+        ASSERT_TRUE(walk.ok);
+        ASSERT_EQ(walk.frames.size(), size_t(perFile)) << k;
+        EXPECT_TRUE(walk.frames[0].key) << k;
+        EXPECT_EQ(walk.frames[0].timeNs, 0);
+        Decoder d;
+        for (int i = 0; i < perFile; ++i) {
+            const std::vector<uint8_t> out = d.Decode(walk.frames[size_t(i)].bytes);
+            ASSERT_EQ(out.size(), sources[size_t(k * perFile + i)].size()) << k << " " << i;
+            EXPECT_GT(Psnr(out.data(), sources[size_t(k * perFile + i)].data(), out.size()), 30.0) << k << " " << i;
+        }
     }
 }
