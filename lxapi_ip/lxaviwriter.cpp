@@ -4,6 +4,7 @@
 #include "aviwriter/avifile20mjpeg.h"
 #include "aviwriter/avifile20notcompressed.h"
 #include "aviwriter/avifilenotcompressed.h"
+#include "aviwriter/vpx/vpxvideofile.h"
 #include <lxsdkcommon/lxcallbackmanager.h>
 #include "lxdescriptions.h"
 #include "lxiputil.h"
@@ -22,9 +23,8 @@ using C = CLxAVIWriter;
 
 constexpr double kFrameRateMin = 0.001, kFrameRateMax = 65535.0;
 constexpr int64_t kFrameCountMin = 1, kFrameCountMax = 100000;
-// WebM files come from a writer of their own, which this build does not hold: the feature tree does not
-// offer the format.
-constexpr uint32_t kWebMSupported = 0;
+// WebM files come from a writer of their own (aviwriter/vpx); the feature tree offers the format.
+constexpr uint32_t kWebMSupported = 1;
 
 class CParamOpen : public CLxCallbackParamBase<ILxCallbackParamLxApiIPVideoFilerOpen> {
 public:
@@ -358,7 +358,7 @@ void CLxAVIWriter::SetUpFileObject(uint32_t width, uint32_t height, uint32_t pit
     else if (fileFormat == AVI2 && codec == MotionJPEG)
         file = std::make_unique<CAVIFile20MJPEG>(m_freeFrames, m_filledFrames, *this);
     else if (fileFormat == WebM && codec == VP8)
-        throw RUNTIME_EXCEPTION("WebM files are not yet available in this build.");
+        file = std::make_unique<CVpxVideoFile>(m_freeFrames, m_filledFrames, *this);
     else
         throw INVALID_ARGUMENT_EXCEPTION("Invalid codec.");
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the benchmarks need, where they are missing.
 set -euo pipefail
-packages=(build-essential cmake ninja-build pkg-config libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev libpng-dev)
+packages=(build-essential cmake ninja-build pkg-config libpugixml-dev libgtest-dev libgmock-dev libbenchmark-dev
+          libpng-dev libvpx-dev libwebm-dev)
 if [ "${LXAPI_WITH_OPENCV:-0}" = 1 ]; then packages+=(libopencv-dev); fi
 # libyuv, a peer of the YCbCr benchmarks (bench/colormap.cmake finds it when installed).
 if [ "${LXAPI_WITH_LIBYUV:-0}" = 1 ]; then packages+=(libyuv-dev); fi
