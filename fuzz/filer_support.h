@@ -13,7 +13,8 @@
 namespace lxfuzz {
 
 // Loads `data` as a file, with its first bytes replaced by `magic` so that the input reaches the
-// reader under test. A loaded image is read whole and saved again as raw and BMP files to /dev/null.
+// reader under test. A loaded image is read whole and saved again as raw, BMP, TIFF and PNG files to
+// /dev/null.
 inline void LoadAsFile(const uint8_t* data, size_t size, const std::string& magic) {
     InitSdk();
     const int fd = ::memfd_create("lxfuzz", MFD_CLOEXEC);
@@ -39,6 +40,8 @@ inline void LoadAsFile(const uint8_t* data, size_t size, const std::string& magi
     Touch(buffer->GetILxImage());
     Try([&] { still->Save(buffer->GetILxImage(), StillImageFileFormat_Raw, "/dev/null"); });
     Try([&] { still->Save(buffer->GetILxImage(), StillImageFileFormat_Bitmap, "/dev/null"); });
+    Try([&] { still->Save(buffer->GetILxImage(), StillImageFileFormat_TIFF, "/dev/null"); });
+    Try([&] { still->Save(buffer->GetILxImage(), StillImageFileFormat_PNG, "/dev/null"); });
 }
 
 } // namespace lxfuzz

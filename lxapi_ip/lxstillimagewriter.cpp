@@ -1,11 +1,14 @@
 #include "lxstillimagewriter.h"
 
 #include "lxbmpwriter.h"
+#include "lxjpegwriter.h"
 #include "lxcsvwriter.h"
 #include "lxdescriptions.h"
 #include "lxpixelformatconverter.h"
 #include "lxpixelformatname.h"
+#include "lxpngwriter.h"
 #include "lxrawwriter.h"
+#include "lxtiffwriter.h"
 #include "stillimage/lxfile.h"
 #include "support/lxinside.h"
 
@@ -20,19 +23,6 @@ namespace R = lxres::lxstillimagewriter;
 using lxip::WriteRule;
 using C = CLxStillImageWriter;
 
-// Names of the file formats for the texts of the ones this build cannot write yet.
-const char* FileFormatName(int32_t fileFormat) {
-    switch (fileFormat) {
-    case StillImageFileFormat_JPEG: return "StillImageFileFormat_JPEG";
-    case StillImageFileFormat_TIFF: return "StillImageFileFormat_TIFF";
-    case StillImageFileFormat_PNG: return "StillImageFileFormat_PNG";
-    default: return "this file format";
-    }
-}
-
-[[noreturn]] void ThrowWriterNotAvailable(int32_t fileFormat) {
-    throw RUNTIME_EXCEPTION("Saving as %s is not yet available in this build.", FileFormatName(fileFormat));
-}
 
 #define PF(name) LxPixelFormat_##name
 struct TableRow {
@@ -120,10 +110,9 @@ const CLxStillImageWriter::WriterTable& CLxStillImageWriter::StillImageWriterTab
             for (const TableRow& r : rows) t.emplace(WriterKey{r.pixelFormat, fileFormat}, WriterRecord{writer, r.target});
         };
         add(StillImageFileFormat_Bitmap, &C::WriteBitmapFile, kBitmapRows);
-        // The JPEG, TIFF and PNG writers are not in this build: their pairs are known and refused.
-        add(StillImageFileFormat_JPEG, nullptr, kJpegRows);
-        add(StillImageFileFormat_TIFF, nullptr, kTiffRows);
-        add(StillImageFileFormat_PNG, nullptr, kPngRows);
+        add(StillImageFileFormat_JPEG, &C::WriteJpegFile, kJpegRows);
+        add(StillImageFileFormat_TIFF, &C::WriteTiffFile, kTiffRows);
+        add(StillImageFileFormat_PNG, &C::WritePngFile, kPngRows);
         for (uint32_t format : lxcsv::CsvFormats())
             t.emplace(WriterKey{format, StillImageFileFormat_CSV}, WriterRecord{&C::WriteCsvFile, C::NoConversion});
         return t;
@@ -197,7 +186,6 @@ void CLxStillImageWriter::SaveImage(ILxImage* image, ELxStillImageFileFormat_t f
             throw RUNTIME_EXCEPTION("Not supported pixelformat %s", lxip::PixelFormatName(format).c_str());
         record = &it->second;
     }
-    if (!record->writer) ThrowWriterNotAvailable(fileFormat);
     if (record->target != NoConversion) {
         SaveConverted(image, record->target, false, fileFormat, fileName);
         return;
@@ -242,6 +230,27 @@ void CLxStillImageWriter::WriteBitmapFile(ILxImage* image, const std::string& fi
     file.Close();
 }
 
+void CLxStillImageWriter::WriteJpegFile(ILxImage* image, const std::string& fileName) {
+    lxfile::CFile file;
+    file.OpenForWriting(fileName);
+    lxjpegwriter::WriteJpeg(image, file, GetQuality());
+    file.Close();
+}
+
+void CLxStillImageWriter::WriteTiffFile(ILxImage* image, const std::string& fileName) {
+    lxfile::CFile file;
+    file.OpenForWriting(fileName);
+    lxtiff::WriteTiff(image, file, GetColorMapType(), GetColorMapInversion(), GetColorMapPhase());
+    file.Close();
+}
+
+void CLxStillImageWriter::WritePngFile(ILxImage* image, const std::string& fileName) {
+    lxfile::CFile file;
+    file.OpenForWriting(fileName);
+    lxpng::WritePng(image, file, GetColorMapType(), GetColorMapInversion(), GetColorMapPhase());
+    file.Close();
+}
+
 void CLxStillImageWriter::WriteCsvFile(ILxImage* image, const std::string& fileName) {
     lxcsv::WriteCsv(image, fileName);
 }
@@ -260,7 +269,7 @@ void CLxStillImageWriter::Load(ILxImageBuffer* imageBuffer, const GenICam::gcstr
         else if (magic[0] == 'B' && magic[1] == 'M')
             lxbmp::ReadBitmap(imageBuffer, file);
         else if (std::memcmp(magic, kPng, 4) == 0)
-            throw RUNTIME_EXCEPTION("File %s: reading PNG files is not yet available in this build.", fileName.c_str());
+            lxpng::ReadPng(imageBuffer, file);
         else
             lxfile::ThrowUnreadable(file.Name());
         return 0;

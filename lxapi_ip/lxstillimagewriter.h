@@ -1,4 +1,4 @@
-// The still image filer: one image to one file, and raw and BMP files back into an image buffer. It
+// The still image filer: one image to one file, and raw, BMP and PNG files back into an image buffer. It
 // owns four parameters, the table of which pixel format goes to which file format through which
 // writer (and into which format it is converted first), the directory creation and the dispatch on
 // reading; the format writers get an open file.
@@ -64,6 +64,9 @@ private:
 
     void WriteRawFile(ILxImage* image, const std::string& fileName);
     void WriteBitmapFile(ILxImage* image, const std::string& fileName);
+    void WriteJpegFile(ILxImage* image, const std::string& fileName);
+    void WriteTiffFile(ILxImage* image, const std::string& fileName);
+    void WritePngFile(ILxImage* image, const std::string& fileName);
     void WriteCsvFile(ILxImage* image, const std::string& fileName);
 
     uint32_t m_quality = 75;

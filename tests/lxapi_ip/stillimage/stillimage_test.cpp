@@ -384,26 +384,14 @@ TEST(StillImageFiler, FailureTexts) {
               "Unexpected type in dynamic cast");
 }
 
-// The writers of JPEG, TIFF and PNG are not in this build: their pairs are refused by name, not
-// offered by IsSupported, and a PNG file handed to Load is told apart from an unreadable one.
-TEST(StillImageFiler, FormatsWithoutAWriterAreRefusedClearly) {
+// Every file format has its writer; a pair outside the table is not offered.
+TEST(StillImageFiler, SupportFollowsTheTable) {
     StillFiler f;
-    ScratchDir dir;
-    BufferPtr img = RandomImage(2, 2, LxPixelFormat_BGR8);
     EXPECT_TRUE(f.typed->IsSupported(LxPixelFormat_BGR8, StillImageFileFormat_Bitmap));
     EXPECT_TRUE(f.typed->IsSupported(LxPixelFormat_BGR8, StillImageFileFormat_CSV));
     EXPECT_FALSE(f.typed->IsSupported(LxPixelFormat_BayerRG8, StillImageFileFormat_Bitmap));
-    for (auto [format, name] : {std::pair{StillImageFileFormat_JPEG, "JPEG"}, std::pair{StillImageFileFormat_TIFF, "TIFF"},
-                                std::pair{StillImageFileFormat_PNG, "PNG"}}) {
-        EXPECT_FALSE(f.typed->IsSupported(LxPixelFormat_BGR8, format));
-        EXPECT_EQ(TextOf<GenICam::RuntimeException>([&] { f.typed->Save(img->GetILxImage(), format, (dir / "x").c_str()); }),
-                  std::string("Saving as StillImageFileFormat_") + name + " is not yet available in this build.");
-    }
-    EXPECT_FALSE(std::filesystem::exists(dir / "x"));
-    WriteFile(dir / "p.png", {0x89, 'P', 'N', 'G', 13, 10, 26, 10});
-    BufferPtr back(CreateILxImageBuffer(nullptr));
-    EXPECT_EQ(TextOf<GenICam::RuntimeException>([&] { f.typed->Load(back.Get(), (dir / "p.png").c_str()); }),
-              "File " + (dir / "p.png") + ": reading PNG files is not yet available in this build.");
+    for (auto format : {StillImageFileFormat_JPEG, StillImageFileFormat_TIFF, StillImageFileFormat_PNG})
+        EXPECT_TRUE(f.typed->IsSupported(LxPixelFormat_BGR8, format));
 }
 
 TEST(StillImageFiler, ParametersThroughFeaturesAndSetters) {
