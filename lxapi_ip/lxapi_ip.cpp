@@ -2,6 +2,7 @@
 // initialised, then the range of its argument, then makes the module and hands out its releasable
 // interface; everything it needs to know of a type stands in that type's row below.
 #include "frame/lxmoduleregistry.h"
+#include "lxaviwriter.h"
 #include "lxbalanceratiofilter.h"
 #include "lxchromasuppressionfilter.h"
 #include "lxcolortransformationfilter.h"
@@ -77,7 +78,8 @@ constexpr lxip::ConverterRecord Converters[] = {
 constexpr lxip::FilerRecord Filers[] = {
     {LxFilerType_StillImage, "LxFilerType_StillImage", "Still Image", res::lxstillimagewriter::ResourceId,
      &Make<CLxStillImageWriter, ILxFilerReleasable>, nullptr},
-    {LxFilerType_Video, "LxFilerType_Video", "AVI", 0, nullptr, nullptr},
+    {LxFilerType_Video, "LxFilerType_Video", "AVI", res::lxaviwriter::ResourceId, &Make<CLxAVIWriter, ILxFilerReleasable>,
+     nullptr},
 };
 
 // Each row stands at the index of its type.

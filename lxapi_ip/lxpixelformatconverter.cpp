@@ -137,8 +137,14 @@ uint32_t CLxPixelFormatConverter::ReversedDestinationFormat(uint32_t source, uin
     if (s->IsPolarized() && d->IsPolarized()) {
         size_t sRow, sColumn, dRow, dColumn;
         if (FindPolarized(source, s->IsBayer() ? 10 : 0, &sRow, &sColumn) &&
-            FindPolarized(destination, d->IsBayer() ? 10 : 0, &dRow, &dColumn))
+            FindPolarized(destination, d->IsBayer() ? 10 : 0, &dRow, &dColumn)) {
+            // The variant whose layout is the vertical mirror of the source's: Y of plain and X of XY
+            // in the plain group, but XC of C and XYC of YC in the C group.
+            const uint32_t mirrored = lxpol::VerticalMirror(s->GetPolarizerLayout());
+            for (uint32_t candidate : PolarizedRows[dRow])
+                if (FormatInside(candidate)->GetPolarizerLayout() == mirrored) return candidate;
             return PolarizedRows[dRow][(sColumn + 2) % 4];
+        }
         return destination;
     }
     // A flip of an even number of lines exchanges the rows of the 2x2 pattern.

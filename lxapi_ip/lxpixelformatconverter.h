@@ -8,6 +8,8 @@
 #include "frame/lxmoduleregistry.h"
 #include "lxconversiontable.h"
 #include "lxipmodulebase.h"
+#include "polarization/polarkernels.h"
+#include "polarization/polartables.h"
 
 #include <includeinside/ilxpixelformatconverterinside.h>
 #include <lxapi/lxpixelformat.h>
@@ -105,6 +107,10 @@ public:
     void ConvertMono8ToColor8(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertMono8ToColorN(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertMonoNToColorN(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertPolMonoToMono(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertPolMonoToColor(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertPolBayerToMono(ILxImage* s, ILxImageBuffer* d, bool reverse);
+    void ConvertPolBayerToColor(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertToYCbCr(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertYCbCrToMono8OrColor8(ILxImage* s, ILxImageBuffer* d, bool reverse);
     void ConvertViaSourceFilter(ILxImage* s, ILxImageBuffer* d, bool reverse);
@@ -125,6 +131,12 @@ private:
                                 uint32_t requested, bool reverse);
     void ConvertViaChain(ConversionMember chain, ILxImage* source, ILxImageBuffer* destination, bool reverse);
 
+    // One polarization step: images, facts, method and the tables it holds until it ends.
+    struct PolarStep;
+    void BeginPolarStep(PolarStep& step, ILxImage* s, ILxImageBuffer* d);
+    void PreparePolarOp(PolarStep& step, lxpol::Op op, unsigned dstBits);
+    void RunPerColorPlane(PolarStep& step, bool reverse);
+
     CConverterInfo<CLxPixelFormatConverter> m_converterInfo;
     // The plain parameters below are guarded by the base's parameter lock.
     int32_t m_bayerInterpolationMethod = LxBayerInterpolationMethod_NearestNeighbor2;
@@ -143,4 +155,5 @@ private:
     bool m_adolpColorInversion = false;
     int32_t m_adolpColorPhase = 0;
     double m_polarizationSpecifiedAngle = 0.0;
+    lxpol::PolarizerWeightCache m_polarizerWeights; // the linear weights of the angle above
 };

@@ -138,8 +138,12 @@ const ConversionHandler g_conversionMemberHandlers[static_cast<size_t>(Conversio
     &C::ConvertBitPackedToUnpacked, &C::ConvertPackedToUnpacked, &C::ConvertUnpacked8ToBitPacked,
     // Bayer interpolation and mosaic luminance
     &C::ConvertBayerToColor, &C::ConvertBayerToMono, &C::ConvertBayerToMono,
-    // polarization transforms: not in this build
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    // polarization transforms: mono group to Mono8, Mono16, from N to Mono8, to MonoN, to colour 8, N
+    &C::ConvertPolMonoToMono, &C::ConvertPolMonoToMono, &C::ConvertPolMonoToMono, &C::ConvertPolMonoToMono,
+    &C::ConvertPolMonoToColor, &C::ConvertPolMonoToColor,
+    // and the same for the mosaic group
+    &C::ConvertPolBayerToMono, &C::ConvertPolBayerToMono, &C::ConvertPolBayerToMono, &C::ConvertPolBayerToMono,
+    &C::ConvertPolBayerToColor, &C::ConvertPolBayerToColor,
     // mono to colour, through a color map at 8 bits
     &C::ConvertMono8ToColor8, &C::ConvertMono8ToColorN, &C::ConvertMonoNToColorN,
     // YCbCr and YUV, both ways

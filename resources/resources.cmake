@@ -10,6 +10,7 @@ set(LXAPI_RESOURCES
   113=${CMAKE_CURRENT_LIST_DIR}/lxflatfieldcorrectionfilter.xml
   114=${CMAKE_CURRENT_LIST_DIR}/lxchromasuppressionfilter.xml
   117=${CMAKE_CURRENT_LIST_DIR}/lxstillimagewriter.xml
+  119=${CMAKE_CURRENT_LIST_DIR}/lxaviwriter.xml
   120=${CMAKE_CURRENT_LIST_DIR}/lxgraphdatafilter.xml
   121=${CMAKE_CURRENT_LIST_DIR}/lximageaveragingfilter.xml
   122=${CMAKE_CURRENT_LIST_DIR}/lxdefectivepixeldetectionfilter.xml

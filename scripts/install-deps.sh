@@ -5,11 +5,12 @@ packages=(build-essential cmake ninja-build pkg-config libpugixml-dev libgtest-d
 if [ "${LXAPI_WITH_OPENCV:-0}" = 1 ]; then packages+=(libopencv-dev); fi
 # libyuv, a peer of the YCbCr benchmarks (bench/colormap.cmake finds it when installed).
 if [ "${LXAPI_WITH_LIBYUV:-0}" = 1 ]; then packages+=(libyuv-dev); fi
-# Independent readers of the files the filers write, for the tests that use them (skipped without).
-if [ "${LXAPI_WITH_ORACLES:-0}" = 1 ]; then packages+=(imagemagick libtiff-tools pngcheck); fi
-# libjpeg-turbo: the JPEG encoder's test oracle and benchmark peer (tests/lxapi_ip/jpeg, bench/jpeg.cmake
-# skip without it); never linked into the library.
-if [ "${LXAPI_WITH_TURBOJPEG:-0}" = 1 ]; then packages+=(libturbojpeg0-dev libjpeg-turbo-progs); fi
+# Independent readers of the files the filers write, for the tests that use them (they skip without):
+# ImageMagick, libtiff's tools, pngcheck, libjpeg-turbo (the JPEG encoder's oracle and benchmark peer,
+# never linked into the library), ffmpeg and mkvtoolnix. The test script installs them.
+if [ "${LXAPI_WITH_ORACLES:-0}" = 1 ]; then
+  packages+=(imagemagick libtiff-tools pngcheck libturbojpeg0-dev libjpeg-turbo-progs ffmpeg mkvtoolnix python3)
+fi
 # The fuzz harnesses (scripts/fuzz.sh): clang and its libFuzzer and sanitizer runtimes.
 if [ "${LXAPI_WITH_FUZZ:-0}" = 1 ]; then packages+=(clang libclang-rt-14-dev); fi
 missing=()

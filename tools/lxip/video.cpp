@@ -5,6 +5,9 @@
 #include "progress.h"
 
 #include <GenApi/GenApi.h>
+#include <lxapi/ilxvideofiler.h>
+
+#include <mutex>
 
 #include <stdexcept>
 
@@ -16,6 +19,22 @@ const std::vector<VideoKind>& VideoKinds() {
 }
 
 namespace {
+
+class ErrorCollector : public ILxCallback {
+public:
+    void OnCallback(ILxCallbackParamBase* param) override {
+        if (param->GetCallbackType() != LxCallbackType_VideoFilerError) return;
+        auto* error = dynamic_cast<ILxCallbackParamLxApiIPVideoFilerError*>(param);
+        std::lock_guard<std::mutex> lock(m_lock);
+        if (error && text.empty()) text = error->GetException().GetDescription();
+    }
+    void Release() override {}
+    std::string text;
+
+private:
+    std::mutex m_lock;
+};
+
 std::string CodecEntry(const VideoJob& job) {
     const std::string codec = Lower(job.codec.empty() ? (job.kind == "webm" ? "vp8" : "mjpeg") : job.codec);
     if (codec == "uncompressed") return "Uncompressed";
@@ -40,12 +59,20 @@ void WriteVideo(const VideoJob& job, size_t count, const std::function<ILxImage*
     GenApi::CFloatPtr(map->GetNode("FrameRate"))->SetValue(job.fps);
     if (job.maxFramesPerFile > 0)
         GenApi::CIntegerPtr(map->GetNode("MaximumFrameCountPerFile"))->SetValue(job.maxFramesPerFile);
-    // Naming files and handing frames over is the typed video interface's work, which the public
-    // headers of this build do not declare yet.
-    (void)count;
-    (void)next;
-    throw std::runtime_error("Writing video files is not yet available in this build: the public headers have no "
-                             "video filer interface.");
+    // Failures on the filer's worker come back by callback; they are collected and thrown after Stop.
+    ErrorCollector errors;
+    LX_CALLBACK_HANDLE handle = filer->RegisterCallback(&errors);
+    auto* video = dynamic_cast<ILxVideoFiler*>(filer.Get());
+    try {
+        for (const std::string& name : job.fileNames) video->RegisterFileName(name.c_str());
+        for (size_t i = 0; i < count; ++i) video->AddImage(next(i), static_cast<uint32_t>(i));
+        video->Stop();   // writes what is queued and closes the file
+    } catch (...) {
+        filer->DeregisterCallback(handle);
+        throw;
+    }
+    filer->DeregisterCallback(handle);
+    if (!errors.text.empty()) throw std::runtime_error(errors.text);
 }
 
 } // namespace lxtool

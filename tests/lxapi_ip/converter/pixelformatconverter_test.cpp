@@ -2,6 +2,8 @@
 // rules, and bit-exact results of the depth, packing and colour conversions through the module.
 #include "convertertest.h"
 
+#include <includeinside/ilxpixelformatinfoinside.h>
+
 #include <cmath>
 
 using namespace lxtest;
@@ -21,7 +23,8 @@ TEST(PixelFormatConverter, DefaultsAndInfo) {
     ILxConverterInfo* info = c.module->GetConverterInfo();
     EXPECT_STREQ(info->GetDisplayName().c_str(), "Pixel Format");
     EXPECT_TRUE(info->IsSupportedPixelFormat(LxPixelFormat_BayerRG12p)); // to the default BGR8
-    EXPECT_FALSE(info->IsSupportedPixelFormat(LxPixelFormat_Pol1Mono8));
+    EXPECT_TRUE(info->IsSupportedPixelFormat(LxPixelFormat_Pol1Mono8));
+    EXPECT_FALSE(info->IsSupportedPixelFormat(0x12345678u));
     c.typed->SetDestinationPixelFormat(LxPixelFormat_Mono16);
     EXPECT_TRUE(info->IsSupportedPixelFormat(LxPixelFormat_BGR10));
 }
@@ -158,8 +161,24 @@ TEST(PixelFormatConverter, ReverseMovesBayerPhasesAndPolarizedVariants) {
     // A polarized destination takes the source's variant, flipped: X becomes XY.
     EXPECT_EQ(FormatOf(c.Run(MakeImage(4, 4, LxPixelFormat_Pol1MonoX8), LxPixelFormat_Pol1MonoX10)),
               uint32_t(LxPixelFormat_Pol1MonoXY10));
-    EXPECT_EQ(FormatOf(c.Run(MakeImage(4, 3, LxPixelFormat_Pol1MonoXC8), LxPixelFormat_Pol1MonoXC10)),
-              uint32_t(LxPixelFormat_Pol1MonoXYC10));
+    // In the C group the vertical mirrors are C with XC and YC with XYC, as the layouts say: the
+    // result's angles are the source's with the two rows of the group exchanged.
+    static const int slots[9][4] = {{0, 0, 0, 0}, {2, 1, 3, 0}, {1, 2, 0, 3}, {3, 0, 2, 1}, {0, 3, 1, 2},
+                                    {3, 2, 0, 1}, {0, 1, 3, 2}, {2, 3, 1, 0}, {1, 0, 2, 3}};
+    const uint32_t cGroup[][3] = {
+        {LxPixelFormat_Pol1MonoC8, LxPixelFormat_Pol1MonoC10, LxPixelFormat_Pol1MonoXC10},
+        {LxPixelFormat_Pol1MonoXC8, LxPixelFormat_Pol1MonoXC10, LxPixelFormat_Pol1MonoC10},
+        {LxPixelFormat_Pol1MonoYC8, LxPixelFormat_Pol1MonoYC12, LxPixelFormat_Pol1MonoXYC12},
+        {LxPixelFormat_Pol1MonoXYC8, LxPixelFormat_Pol1MonoXYC12p, LxPixelFormat_Pol1MonoYC12p},
+        {LxPixelFormat_Pol1BayerRGC8, LxPixelFormat_Pol1BayerRGC12, LxPixelFormat_Pol1BayerRGXC12},
+        {LxPixelFormat_Pol1BayerRGYC10p, LxPixelFormat_Pol1BayerRGYC10, LxPixelFormat_Pol1BayerRGXYC10}};
+    auto layout = [](uint32_t f) {
+        return dynamic_cast<ILxPixelFormatInfoInside*>(GetILxPixelFormatInfo(f))->GetPolarizerLayout();
+    };
+    for (const auto& [from, requested, flipped] : cGroup) {
+        EXPECT_EQ(FormatOf(c.Run(MakeImage(8, 4, from), requested)), flipped) << std::hex << from;
+        for (int k = 0; k < 4; ++k) EXPECT_EQ(slots[layout(flipped)][k], slots[layout(from)][k ^ 2]) << std::hex << from;
+    }
     // Another variant is no registered pair, so nothing is converted.
     EXPECT_THROW(c.Run(MakeImage(4, 4, LxPixelFormat_Pol1MonoX8), LxPixelFormat_Pol1Mono10),
                  GenICam::RuntimeException);

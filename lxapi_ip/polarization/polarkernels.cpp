@@ -1,0 +1,385 @@
+// The portable kernels of the polarization transforms. One template per traversal (window, group),
+// instantiated per operation and sample size; the operation's per-image constants are prepared
+// once in a Pixel object, so that the inner loop reads tables and does integer arithmetic only
+// (Cosine excepted, which is double precision by definition).
+#include "polarkernels.h"
+#include "polartables.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace lxpol {
+
+const uint8_t LayoutSlots[9][4] = {
+    {0, 0, 0, 0}, {2, 1, 3, 0}, {1, 2, 0, 3}, {3, 0, 2, 1}, {0, 3, 1, 2},
+    {3, 2, 0, 1}, {0, 1, 3, 2}, {2, 3, 1, 0}, {1, 0, 2, 3},
+};
+
+uint32_t VerticalMirror(uint32_t layout) {
+    if (layout < 1 || layout > 8) return layout;
+    return ((layout - 1) ^ (layout <= 4 ? 2u : 1u)) + 1;
+}
+
+uint32_t HorizontalMirror(uint32_t layout) {
+    if (layout < 1 || layout > 8) return layout;
+    const uint8_t* s = LayoutSlots[layout];
+    const uint8_t want[4] = {s[1], s[0], s[3], s[2]};
+    for (uint32_t l = 1; l <= 8; ++l)
+        if (std::memcmp(LayoutSlots[l], want, 4) == 0) return l;
+    return layout;
+}
+
+namespace {
+
+// A sample of the source, clamped to the depth's maximum.
+template <class S>
+inline uint32_t Load(const uint8_t* row, uint32_t x, uint32_t max) {
+    const uint32_t v = reinterpret_cast<const S*>(row)[x];
+    return v < max ? v : max;
+}
+
+// Exact floor(n / d) for n below 2^24 and 1 <= d < 2^12, as a multiplication and a shift.
+struct Divider {
+    uint64_t mul = 0;
+    unsigned shift = 0;
+    explicit Divider(uint32_t d = 1) {
+        const unsigned l = unsigned(std::bit_width(d - 1));
+        shift = 24 + l;
+        mul = (uint64_t(1) << shift) / d + 1;
+    }
+    uint32_t operator()(uint32_t n) const { return uint32_t((n * mul) >> shift); }
+};
+
+// The operation on one window or group, writing its result into the destination row at x.
+template <Op op, class D>
+struct Pixel {
+    const Context& c;
+    uint32_t m;
+    const uint16_t* table;
+    // Color
+    uint32_t phaseOffset = 0, h[6] = {};
+    Divider arc[6];
+    unsigned red = 2, blue = 0;
+
+    explicit Pixel(const Context& context)
+        : c(context), m((1u << context.depth) - 1), table(context.depthTable) {
+        if constexpr (op == Op::Color) {
+            phaseOffset = uint32_t((int64_t(c.colorPhase) * m) / 255);
+            for (uint32_t k = 1; k <= 5; ++k) h[k] = (k * m) / 6;
+            for (uint32_t k = 0; k < 5; ++k) arc[k] = Divider(h[k + 1] - h[k]);
+            arc[5] = Divider(m - h[5]);
+            red = c.blueFirst ? 2 : 0;
+            blue = c.blueFirst ? 0 : 2;
+        }
+    }
+
+    uint32_t Out(uint32_t v) const { return table ? table[v] : v; }
+
+    uint32_t Value(uint32_t a, uint32_t b, uint32_t cc, uint32_t d) const {
+        if constexpr (op == Op::Linear) {
+            const int32_t sum = c.weights[0][a] + c.weights[1][b] + c.weights[2][cc] + c.weights[3][d];
+            if (sum < 0) return 0;
+            if (sum > int32_t(m << 14)) return m;
+            return uint32_t(sum) >> 14;
+        } else if constexpr (op == Op::Cosine) {
+            const double v = double(a + b + cc + d) * 0.25 + (double(a) - double(cc)) * 0.5 * c.cosPhi +
+                             (double(b) - double(d)) * 0.5 * c.sinPhi;
+            if (v < 0.0) return 0;
+            if (v >= double(m)) return m;
+            return uint32_t(v);
+        } else if constexpr (op == Op::Average) {
+            return (a + b + cc + d + 2) >> 2;
+        } else if constexpr (op == Op::Maximum) {
+            return std::max(std::max(a, b), std::max(cc, d));
+        } else if constexpr (op == Op::Minimum) {
+            return std::min(std::min(a, b), std::min(cc, d));
+        } else if constexpr (op == Op::Difference) {
+            return std::max(std::max(a, b), std::max(cc, d)) - std::min(std::min(a, b), std::min(cc, d));
+        } else if constexpr (op == Op::Degree) {
+            return Degree(a, b, cc, d);
+        } else {
+            return c.stokes->Angle(int32_t(a) - int32_t(cc), int32_t(b) - int32_t(d));
+        }
+    }
+
+    uint32_t Degree(uint32_t a, uint32_t b, uint32_t cc, uint32_t d) const {
+        const uint32_t q = c.stokes->Divide(c.stokes->Magnitude(int32_t(a) - int32_t(cc), int32_t(b) - int32_t(d)),
+                                            a + b + cc + d);
+        return q < m ? q : m;
+    }
+
+    void Put(uint8_t* row, uint32_t x, uint32_t a, uint32_t b, uint32_t cc, uint32_t d) const {
+        D* out = reinterpret_cast<D*>(row);
+        if constexpr (op == Op::Color) {
+            const uint32_t degree = Degree(a, b, cc, d);
+            const uint32_t angle = c.stokes->Angle(int32_t(a) - int32_t(cc), int32_t(b) - int32_t(d));
+            uint32_t hue = (c.colorInversion ? m - angle : angle) + phaseOffset;
+            if (hue > m) hue -= m;
+            const uint32_t low = c.darkMode ? 0 : (degree > m ? 0 : m - degree);
+            const uint32_t high = c.darkMode ? std::min(degree, m) : m;
+            const uint32_t span = high - low;
+            uint32_t r, g, bl;
+            if (hue < h[1]) r = low, g = low + arc[0](span * hue), bl = high;
+            else if (hue < h[2]) r = low, g = high, bl = low + arc[1](span * (h[2] - hue));
+            else if (hue < h[3]) r = low + arc[2](span * (hue - h[2])), g = high, bl = low;
+            else if (hue < h[4]) r = high, g = low + arc[3](span * (h[4] - hue)), bl = low;
+            else if (hue < h[5]) r = high, g = low, bl = low + arc[4](span * (hue - h[4]));
+            else if (hue < m) r = low + arc[5](span * (m - hue)), g = low, bl = high;
+            else r = low, g = low, bl = high;
+            D* p = out + size_t(x) * c.dstStep;
+            p[red] = D(Out(r));
+            p[1] = D(Out(g));
+            p[blue] = D(Out(bl));
+        } else {
+            out[x] = D(Out(Value(a, b, cc, d)));
+        }
+    }
+};
+
+// Positions (0: (x, y), 1: (x + 1, y), 2: (x, y + 1), 3: (x + 1, y + 1)) of the slots 0..3 for a
+// window whose corner has the parities px, py.
+struct Order {
+    uint8_t position[4];
+};
+Order OrderOf(uint32_t layout, uint32_t px, uint32_t py) {
+    Order o{};
+    for (uint32_t j = 0; j < 2; ++j)
+        for (uint32_t i = 0; i < 2; ++i) {
+            const uint8_t slot = LayoutSlots[layout][((py + j) & 1) * 2 + ((px + i) & 1)];
+            o.position[slot] = uint8_t(j * 2 + i);
+        }
+    return o;
+}
+
+// Average, maximum, minimum and difference do not depend on which pixel holds which angle: one
+// line of results is a plain function of two source lines, which the compiler vectorizes.
+template <Op op>
+constexpr bool Symmetric = op == Op::Average || op == Op::Maximum || op == Op::Minimum || op == Op::Difference;
+
+template <Op op, class S, class D>
+void SymmetricLine(const uint8_t* line0, const uint8_t* line1, uint8_t* line, uint32_t cols, uint32_t max) {
+    const S* r0 = reinterpret_cast<const S*>(line0);
+    const S* r1 = reinterpret_cast<const S*>(line1);
+    D* out = reinterpret_cast<D*>(line);
+    const S m = S(max);
+    for (uint32_t x = 0; x < cols; ++x) {
+        // In the sample's own type, so that a vector holds as many samples as it can.
+        S p = r0[x], q = r0[x + 1], r = r1[x], s = r1[x + 1];
+        if constexpr (sizeof(S) > 1) {
+            p = std::min(p, m), q = std::min(q, m), r = std::min(r, m), s = std::min(s, m);
+        }
+        if constexpr (op == Op::Average) {
+            // At most 4 * 4095 + 2: a 16-bit sum holds it.
+            out[x] = D(uint16_t(uint16_t(p) + q + r + s + 2) >> 2);
+        } else {
+            const S hi = std::max(std::max(p, q), std::max(r, s)), lo = std::min(std::min(p, q), std::min(r, s));
+            if constexpr (op == Op::Maximum) out[x] = D(hi);
+            else if constexpr (op == Op::Minimum) out[x] = D(lo);
+            else out[x] = D(S(hi - lo));
+        }
+    }
+}
+
+template <Op op, class S, class D>
+void WindowLoop(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    if constexpr (Symmetric<op>) {
+        if (!c.depthTable && src.width > 1) {
+            const uint32_t w = src.width, h = src.height, max = (1u << c.depth) - 1;
+            const uint32_t rows = h > 1 ? h - 1 : 1;
+            for (uint32_t y = 0; y < rows; ++y) {
+                uint8_t* out = dst.Row(y);
+                SymmetricLine<op, S, D>(src.Row(y), src.Row(h > 1 ? y + 1 : y), out, w - 1, max);
+                std::memcpy(out + (w - 1) * sizeof(D), out + (w - 2) * sizeof(D), sizeof(D));
+            }
+            if (h > 1) std::memcpy(dst.Row(h - 1), dst.Row(h - 2), size_t(w) * sizeof(D));
+            return;
+        }
+    }
+    const Pixel<op, D> pixel(c);
+    const uint32_t w = src.width, h = src.height, max = pixel.m;
+    const uint32_t rows = h > 1 ? h - 1 : 1, cols = w > 1 ? w - 1 : 1;
+    const size_t pixelBytes = sizeof(D) * (op == Op::Color ? c.dstStep : 1);
+    for (uint32_t y = 0; y < rows; ++y) {
+        const uint8_t* r0 = src.Row(y);
+        const uint8_t* r1 = src.Row(h > 1 ? y + 1 : y);
+        uint8_t* out = dst.Row(y);
+        const Order even = OrderOf(layout, 0, y), odd = OrderOf(layout, 1, y);
+        if (w > 1) {
+            // Pairs of windows: the left one of each starts on an even column. The column x + 1 is
+            // shared and read once.
+            uint32_t p0 = Load<S>(r0, 0, max), q0 = Load<S>(r1, 0, max);
+            uint32_t x = 0;
+            for (; x + 1 < cols; x += 2) {
+                const uint32_t p1 = Load<S>(r0, x + 1, max), q1 = Load<S>(r1, x + 1, max);
+                const uint32_t p2 = Load<S>(r0, x + 2, max), q2 = Load<S>(r1, x + 2, max);
+                const uint32_t v[4] = {p0, p1, q0, q1}, u[4] = {p1, p2, q1, q2};
+                pixel.Put(out, x, v[even.position[0]], v[even.position[1]], v[even.position[2]], v[even.position[3]]);
+                pixel.Put(out, x + 1, u[odd.position[0]], u[odd.position[1]], u[odd.position[2]], u[odd.position[3]]);
+                p0 = p2, q0 = q2;
+            }
+            if (x < cols) {
+                const uint32_t v[4] = {p0, Load<S>(r0, x + 1, max), q0, Load<S>(r1, x + 1, max)};
+                pixel.Put(out, x, v[even.position[0]], v[even.position[1]], v[even.position[2]], v[even.position[3]]);
+            }
+        } else {
+            const uint32_t v[4] = {Load<S>(r0, 0, max), Load<S>(r0, 0, max), Load<S>(r1, 0, max), Load<S>(r1, 0, max)};
+            pixel.Put(out, 0, v[even.position[0]], v[even.position[1]], v[even.position[2]], v[even.position[3]]);
+        }
+        if (w > 1) std::memcpy(out + (w - 1) * pixelBytes, out + (w - 2) * pixelBytes, pixelBytes);
+    }
+    if (h > 1) std::memcpy(dst.Row(h - 1), dst.Row(h - 2), size_t(w) * pixelBytes);
+}
+
+template <Op op, class S, class D>
+void GroupLoop(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    const Pixel<op, D> pixel(c);
+    const uint32_t max = pixel.m;
+    const Order o = OrderOf(layout, 0, 0);
+    for (uint32_t y = 0; y < src.height / 2; ++y) {
+        const uint8_t* r0 = src.Row(2 * y);
+        const uint8_t* r1 = src.Row(2 * y + 1);
+        uint8_t* out = dst.Row(y);
+        for (uint32_t x = 0; x < src.width / 2; ++x) {
+            const uint32_t v[4] = {Load<S>(r0, 2 * x, max), Load<S>(r0, 2 * x + 1, max), Load<S>(r1, 2 * x, max),
+                                   Load<S>(r1, 2 * x + 1, max)};
+            pixel.Put(out, x, v[o.position[0]], v[o.position[1]], v[o.position[2]], v[o.position[3]]);
+        }
+    }
+}
+
+template <template <Op, class, class> class Loop, Op op>
+void BySize(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    if (!src.words && !dst.words) Loop<op, uint8_t, uint8_t>::Run(c, layout, src, dst);
+    else if (!src.words) Loop<op, uint8_t, uint16_t>::Run(c, layout, src, dst);
+    else if (!dst.words) Loop<op, uint16_t, uint8_t>::Run(c, layout, src, dst);
+    else Loop<op, uint16_t, uint16_t>::Run(c, layout, src, dst);
+}
+
+template <template <Op, class, class> class Loop>
+void ByOp(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    switch (c.op) {
+    case Op::Linear: BySize<Loop, Op::Linear>(c, layout, src, dst); break;
+    case Op::Cosine: BySize<Loop, Op::Cosine>(c, layout, src, dst); break;
+    case Op::Average: BySize<Loop, Op::Average>(c, layout, src, dst); break;
+    case Op::Maximum: BySize<Loop, Op::Maximum>(c, layout, src, dst); break;
+    case Op::Minimum: BySize<Loop, Op::Minimum>(c, layout, src, dst); break;
+    case Op::Difference: BySize<Loop, Op::Difference>(c, layout, src, dst); break;
+    case Op::Degree: BySize<Loop, Op::Degree>(c, layout, src, dst); break;
+    case Op::Angle: BySize<Loop, Op::Angle>(c, layout, src, dst); break;
+    case Op::Color: BySize<Loop, Op::Color>(c, layout, src, dst); break;
+    }
+}
+
+template <Op op, class S, class D>
+struct Window {
+    static void Run(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+        WindowLoop<op, S, D>(c, layout, src, dst);
+    }
+};
+template <Op op, class S, class D>
+struct Groups {
+    static void Run(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+        GroupLoop<op, S, D>(c, layout, src, dst);
+    }
+};
+
+// Source row y, column x to the destination position of SplitAngles.
+template <class S, class D>
+void SplitLoop(const Context& c, const Plane& src, const Plane& dst) {
+    const uint32_t max = (1u << c.depth) - 1;
+    const uint32_t top = (src.height + 1) / 2, left = (src.width + 1) / 2;
+    for (uint32_t y = 0; y < src.height; ++y) {
+        const uint8_t* in = src.Row(y);
+        D* out = reinterpret_cast<D*>(dst.Row((y & 1) ? top + y / 2 : y / 2));
+        if (!c.depthTable) {
+            // Equal depths: a plain deinterleaving of even and odd columns.
+            const S* __restrict s = reinterpret_cast<const S*>(in);
+            D* __restrict l = out;
+            D* __restrict right = out + left;
+            const S m = S(max);
+            const uint32_t half = src.width / 2;
+            if constexpr (sizeof(S) == 1) {
+                for (uint32_t x = 0; x < half; ++x) l[x] = D(s[2 * x]), right[x] = D(s[2 * x + 1]);
+            } else {
+                for (uint32_t x = 0; x < half; ++x) l[x] = D(std::min(s[2 * x], m)), right[x] = D(std::min(s[2 * x + 1], m));
+            }
+            if (src.width & 1) out[src.width / 2] = D(std::min(s[src.width - 1], m));
+            continue;
+        }
+        for (uint32_t x = 0; x + 1 < src.width; x += 2) {
+            const uint32_t v0 = Load<S>(in, x, max), v1 = Load<S>(in, x + 1, max);
+            out[x / 2] = D(c.depthTable ? c.depthTable[v0] : v0);
+            out[left + x / 2] = D(c.depthTable ? c.depthTable[v1] : v1);
+        }
+        if (src.width & 1) {
+            const uint32_t v = Load<S>(in, src.width - 1, max);
+            out[src.width / 2] = D(c.depthTable ? c.depthTable[v] : v);
+        }
+    }
+}
+
+template <class S, class D>
+void CopyLoop(const Context& c, const Plane& src, const Plane& dst) {
+    const uint32_t max = (1u << c.depth) - 1;
+    for (uint32_t y = 0; y < src.height; ++y) {
+        const uint8_t* in = src.Row(y);
+        D* out = reinterpret_cast<D*>(dst.Row(y));
+        if (!c.depthTable && sizeof(S) == sizeof(D)) { // equal depths: the samples as they are
+            std::memcpy(out, in, size_t(src.width) * sizeof(S));
+            continue;
+        }
+        for (uint32_t x = 0; x < src.width; ++x) {
+            const uint32_t v = Load<S>(in, x, max);
+            out[x] = D(c.depthTable ? c.depthTable[v] : v);
+        }
+    }
+}
+
+template <template <class, class> class F>
+void BySamples(const Context& c, const Plane& src, const Plane& dst) {
+    if (!src.words && !dst.words) F<uint8_t, uint8_t>::Run(c, src, dst);
+    else if (!src.words) F<uint8_t, uint16_t>::Run(c, src, dst);
+    else if (!dst.words) F<uint16_t, uint8_t>::Run(c, src, dst);
+    else F<uint16_t, uint16_t>::Run(c, src, dst);
+}
+template <class S, class D>
+struct Split {
+    static void Run(const Context& c, const Plane& src, const Plane& dst) { SplitLoop<S, D>(c, src, dst); }
+};
+template <class S, class D>
+struct Copy {
+    static void Run(const Context& c, const Plane& src, const Plane& dst) { CopyLoop<S, D>(c, src, dst); }
+};
+
+} // namespace
+
+void RunWindow(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    if (src.width == 0 || src.height == 0 || layout < 1 || layout > 8) return;
+    ByOp<Window>(c, layout, src, dst);
+}
+
+void RunGroups(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    if (layout < 1 || layout > 8) return;
+    ByOp<Groups>(c, layout, src, dst);
+}
+
+void SplitAngles(const Context& c, const Plane& src, const Plane& dst) { BySamples<Split>(c, src, dst); }
+
+void CopySamples(const Context& c, const Plane& src, const Plane& dst) { BySamples<Copy>(c, src, dst); }
+
+void Demultiplex(const Plane& src, const Plane& dst) {
+    const uint32_t top = DemultiplexedFirstHalf(src.height), left = DemultiplexedFirstHalf(src.width);
+    const size_t bytes = src.words ? 2 : 1;
+    for (uint32_t y = 0; y < src.height; ++y) {
+        const uint32_t oy = (y % 4 < 2) ? (y / 4) * 2 + y % 4 : top + (y / 4) * 2 + (y % 4 - 2);
+        const uint8_t* in = src.Row(y);
+        uint8_t* out = dst.Row(oy);
+        for (uint32_t x = 0; x < src.width; ++x) {
+            const uint32_t ox = (x % 4 < 2) ? (x / 4) * 2 + x % 4 : left + (x / 4) * 2 + (x % 4 - 2);
+            std::memcpy(out + ox * bytes, in + x * bytes, bytes);
+        }
+    }
+}
+
+} // namespace lxpol

@@ -1,0 +1,153 @@
+#include "polartables.h"
+#include "polarkernels.h"
+
+#include <GenApi/Synch.h>
+
+#include <atomic>
+#include <bit>
+#include <cmath>
+#include <memory>
+#include <numbers>
+
+namespace lxpol {
+
+double ReducedAngle(double theta) {
+    if (!std::isfinite(theta)) return 0.0;
+    theta = std::fmod(theta, 180.0);
+    if (theta < 0.0) theta += 180.0;
+    return theta >= 180.0 ? 0.0 : theta;
+}
+
+void AngleWeights(double theta, double weights[4]) {
+    theta = ReducedAngle(theta);
+    for (int k = 0; k < 4; ++k) weights[k] = 0.0;
+    if (theta == 0.0 || theta == 45.0 || theta == 90.0 || theta == 135.0) {
+        weights[int(theta / 45.0)] = 1.0;
+        return;
+    }
+    // The cubic Lagrange weights on the four angles 45 (i - 1) .. 45 (i + 2), each standing for the
+    // slot of its angle modulo 180.
+    const int i = int(std::floor(theta / 45.0));
+    double angles[4];
+    for (int j = 0; j < 4; ++j) angles[j] = 45.0 * (i - 1 + j);
+    for (int j = 0; j < 4; ++j) {
+        double w = 1.0;
+        for (int k = 0; k < 4; ++k)
+            if (k != j) w *= (theta - angles[k]) / (angles[j] - angles[k]);
+        weights[(i - 1 + j + 4) % 4] = w;
+    }
+}
+
+PolarizerWeightTable* PolarizerWeightTable::Create(unsigned depth, double angle) {
+    std::unique_ptr<PolarizerWeightTable, void (*)(PolarizerWeightTable*)> table(
+        new PolarizerWeightTable(depth), [](PolarizerWeightTable* t) { t->Release(); });
+    double w[4];
+    AngleWeights(angle, w);
+    const size_t n = size_t(1) << depth;
+    for (unsigned k = 0; k < 4; ++k) {
+        int32_t* out = table->Entries() + k * n;
+        const double step = w[k] * 16384.0;
+        double running = 0.0;
+        for (size_t v = 0; v < n; ++v) {
+            out[v] = int32_t(std::trunc(running));
+            running += step;
+        }
+    }
+    return table.release();
+}
+
+PolarizerWeightCache::Ref PolarizerWeightCache::Acquire(unsigned depth, double angle) {
+    return m_tables.Acquire(Key{depth, angle}, [&] { return PolarizerWeightTable::Create(depth, angle); });
+}
+
+uint32_t StokesMagnitude(unsigned depth, int32_t x, int32_t y) {
+    const double m = double((1u << depth) - 1);
+    return uint32_t(std::trunc(std::sqrt(double(x) * x + double(y) * y) * 2.0 * m + 0.5));
+}
+
+uint32_t StokesAngle(unsigned depth, int32_t x, int32_t y) {
+    if (x == 0 && y == 0) return 0;
+    const double m = double((1u << depth) - 1);
+    double t = std::atan2(double(y), double(x));
+    if (t < 0) t += 2.0 * std::numbers::pi;
+    return uint32_t(std::trunc(t * (m / (2.0 * std::numbers::pi)) + 0.5));
+}
+
+namespace {
+
+// The parts of one depth; each pointer is published once, after its array is complete.
+struct StokesStore {
+    std::unique_ptr<uint32_t[]> magnitude;
+    std::unique_ptr<uint64_t[]> divisionMul;
+    std::unique_ptr<uint8_t[]> divisionShift;
+    std::unique_ptr<uint16_t[]> angle;
+    StokesTables tables;
+    std::atomic<bool> hasMagnitude{false}, hasAngle{false};
+};
+
+void BuildMagnitude(StokesStore& store, unsigned depth) {
+    const uint32_t n = 1u << depth, m = n - 1;
+    auto magnitude = std::make_unique<uint32_t[]>(size_t(n + 1) * (n + 1));
+    for (uint32_t y = 0; y <= n; ++y)
+        for (uint32_t x = 0; x <= n; ++x) magnitude[size_t(y) * (n + 1) + x] = StokesMagnitude(depth, x, y);
+    // floor(v / s) = (v * mul) >> shift for every v below 2^bits, with shift = bits + ceil(log2 s) and
+    // mul = floor(2^shift / s) + 1: then 2^shift <= mul * s <= 2^shift + 2^ceil(log2 s).
+    const unsigned bits = unsigned(std::bit_width(magnitude[size_t(n) * (n + 1) + n]));
+    const size_t sums = size_t(4) * m + 1;
+    auto mul = std::make_unique<uint64_t[]>(sums);
+    auto shift = std::make_unique<uint8_t[]>(sums);
+    mul[0] = 0;
+    shift[0] = 0;
+    for (size_t s = 1; s < sums; ++s) {
+        const unsigned l = unsigned(std::bit_width(s - 1));
+        shift[s] = uint8_t(bits + l);
+        mul[s] = (uint64_t(1) << (bits + l)) / s + 1;
+    }
+    store.magnitude = std::move(magnitude);
+    store.divisionMul = std::move(mul);
+    store.divisionShift = std::move(shift);
+    store.tables.magnitude = store.magnitude.get();
+    store.tables.divisionMul = store.divisionMul.get();
+    store.tables.divisionShift = store.divisionShift.get();
+}
+
+void BuildAngle(StokesStore& store, unsigned depth) {
+    const int32_t n = int32_t(1) << depth;
+    auto angle = std::make_unique<uint16_t[]>(size_t(4) * size_t(n) * size_t(n));
+    for (int32_t y = -n; y < n; ++y) {
+        uint16_t* row = angle.get() + size_t(y + n) * 2 * size_t(n);
+        for (int32_t x = -n; x < n; ++x) row[x + n] = uint16_t(StokesAngle(depth, x, y));
+    }
+    store.angle = std::move(angle);
+    store.tables.angle = store.angle.get();
+}
+
+} // namespace
+
+const StokesTables& AcquireStokesTables(unsigned depth, bool magnitude, bool angle) {
+    static GenApi::CLock lock;
+    static StokesStore stores[3];
+    if (depth != 8 && depth != 10 && depth != 12)
+        throw INVALID_ARGUMENT_EXCEPTION("Stokes tables are made for 8, 10 and 12 bits, not %u.", depth);
+    StokesStore& store = stores[(depth - 8) / 2];
+    const bool ready = (!magnitude || store.hasMagnitude.load(std::memory_order_acquire)) &&
+                       (!angle || store.hasAngle.load(std::memory_order_acquire));
+    if (!ready) {
+        GenApi::AutoLock guard(lock);
+        // Written before the first part is published, and never again: readers of a published part
+        // read the depth without the lock.
+        if (!store.hasMagnitude.load(std::memory_order_relaxed) && !store.hasAngle.load(std::memory_order_relaxed))
+            store.tables.depth = depth;
+        if (magnitude && !store.hasMagnitude.load(std::memory_order_relaxed)) {
+            lxip::TranslateBadAlloc([&] { BuildMagnitude(store, depth); });
+            store.hasMagnitude.store(true, std::memory_order_release);
+        }
+        if (angle && !store.hasAngle.load(std::memory_order_relaxed)) {
+            lxip::TranslateBadAlloc([&] { BuildAngle(store, depth); });
+            store.hasAngle.store(true, std::memory_order_release);
+        }
+    }
+    return store.tables;
+}
+
+} // namespace lxpol

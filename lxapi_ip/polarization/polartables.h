@@ -1,0 +1,83 @@
+// The tables of the polarization transforms: the 14-bit weights of the linear angle interpolation,
+// kept per converter by depth and angle, and the Stokes tables (length and direction of the vector
+// (a - c, b - d)), built once per process and depth on first use.
+#pragma once
+
+#include "support/lxsharedtable.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace lxpol {
+
+// Four arrays of 2^depth entries, array k for slot k: entry v is trunc(r_v) with r_0 = 0 and
+// r_(v+1) = r_v + w_k * 16384 in double precision.
+class PolarizerWeightTable : public lxip::CLxSharedTable<int32_t> {
+public:
+    static PolarizerWeightTable* Create(unsigned depth, double angle);
+    unsigned Depth() const noexcept { return m_depth; }
+    const int32_t* Slot(unsigned k) const noexcept { return Entries() + (size_t(k) << m_depth); }
+
+private:
+    PolarizerWeightTable(unsigned depth) : CLxSharedTable(size_t(4) << depth, 0), m_depth(depth) {}
+    unsigned m_depth;
+};
+
+// The weight table of one converter: rebuilt when the depth or the angle changes, a running
+// conversion keeping the table it took.
+class PolarizerWeightCache {
+    struct Key {
+        unsigned depth = 0;
+        double angle = 0.0;
+        bool operator==(const Key& o) const { return depth == o.depth && lxip::SameBits(angle, o.angle); }
+    };
+
+public:
+    using Ref = lxip::CLxSharedTableCache<Key, PolarizerWeightTable>::Ref;
+    // The table of the depth and angle (the angle as the module holds it, reduced when built).
+    Ref Acquire(unsigned depth, double angle);
+    const PolarizerWeightTable* Peek() const { return m_tables.Peek(); }
+
+private:
+    lxip::CLxSharedTableCache<Key, PolarizerWeightTable> m_tables;
+};
+
+// The Stokes tables of depth n, N = 2^n, M = N - 1, for x = a - c and y = b - d in [-N, N):
+//  - magnitude trunc(sqrt(x^2 + y^2) * 2M + 0.5); it depends only on |x| and |y| and is kept for
+//    |x|, |y| in [0, N], (N + 1)^2 entries;
+//  - angle: 0 at the origin, else t = atan2(y, x) (+ 2 pi if negative), trunc(t * (M / 2 pi) + 0.5);
+//    kept whole, 4 N^2 entries of 16 bits;
+//  - the division of a magnitude by s = a + b + c + d (0 to 4M) as a multiplication and a shift,
+//    exact for every magnitude of the table; s = 0 gives 0.
+// Degree conversions build magnitude and divisions, angle conversions the angles; both stay for the
+// life of the process. Memory: 8 bits 0.3 + 0.5 MiB, 10 bits 4 + 8 MiB, 12 bits 64 + 128 MiB.
+struct StokesTables {
+    unsigned depth = 0;
+    const uint32_t* magnitude = nullptr; // [|y| * (N + 1) + |x|]
+    const uint64_t* divisionMul = nullptr; // [s]
+    const uint8_t* divisionShift = nullptr; // [s]
+    const uint16_t* angle = nullptr;     // [(y + N) * 2N + (x + N)]
+
+    uint32_t N() const noexcept { return 1u << depth; }
+    uint32_t Magnitude(int32_t x, int32_t y) const noexcept {
+        const uint32_t ax = uint32_t(x < 0 ? -x : x), ay = uint32_t(y < 0 ? -y : y);
+        return magnitude[size_t(ay) * (N() + 1) + ax];
+    }
+    uint32_t Divide(uint32_t magnitudeValue, uint32_t s) const noexcept {
+        return uint32_t((uint64_t(magnitudeValue) * divisionMul[s]) >> divisionShift[s]);
+    }
+    uint32_t Angle(int32_t x, int32_t y) const noexcept {
+        const int64_t n = N();
+        return angle[size_t((y + n) * 2 * n + (x + n))];
+    }
+};
+
+// The tables of a depth (8, 10 or 12) with the parts asked for built; the same object for the life
+// of the process. No memory: BadAllocException, nothing half built is published.
+const StokesTables& AcquireStokesTables(unsigned depth, bool magnitude, bool angle);
+
+// The reference formulas of one entry, as the tables are built from them (for tests and the build).
+uint32_t StokesMagnitude(unsigned depth, int32_t x, int32_t y);
+uint32_t StokesAngle(unsigned depth, int32_t x, int32_t y);
+
+} // namespace lxpol
