@@ -4,6 +4,7 @@
 #   <prefix>/include/lxapi/                    public headers
 #   <prefix>/include/lxapi-genicam/            the GenICam stand-in headers (GenICam/, GenApi/)
 #   <prefix>/<libdir>/libLxApi_IP.so.1 ...      the libraries, run path $ORIGIN
+#   <prefix>/<bindir>/lxip                      the command-line tool
 #   <prefix>/<libdir>/cmake/LxApi/             find_package(LxApi): LxApi::LxApi_IP and its dependencies
 #   <prefix>/<libdir>/pkgconfig/lxapi.pc       pkg-config --cflags --libs lxapi
 #
@@ -41,6 +42,13 @@ install(TARGETS LxApi_TL LxApi_IP EXPORT LxApiTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT LxApi_Runtime NAMELINK_COMPONENT LxApi_Development
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT LxApi_Runtime
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+# The lxip tool beside them, finding the libraries one directory up.
+if(TARGET lxip)
+  file(RELATIVE_PATH lxip_bin_to_lib ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(lxip PROPERTIES INSTALL_RPATH "$ORIGIN/${lxip_bin_to_lib}")
+  install(TARGETS lxip RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT LxApi_Runtime)
+endif()
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/lxapi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   COMPONENT LxApi_Development FILES_MATCHING PATTERN "*.h")

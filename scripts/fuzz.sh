@@ -20,7 +20,7 @@ targets=()
 for name in "${harnesses[@]}"; do targets+=("fuzz_$name"); done
 
 CC=clang CXX=clang++ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLXAPI_BUILD_FUZZERS=ON \
-  -DLXAPI_BUILD_TESTS=OFF -DLXAPI_BUILD_EXAMPLES=OFF -DLXAPI_WERROR=ON >/dev/null
+  -DLXAPI_BUILD_TESTS=OFF -DLXAPI_BUILD_TOOLS=OFF -DLXAPI_WERROR=ON >/dev/null
 cmake --build "$dir" -j"$(nproc)" --target "${targets[@]}"
 
 for name in "${harnesses[@]}"; do
