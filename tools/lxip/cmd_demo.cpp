@@ -132,7 +132,8 @@ int RunDemo(int argc, char** argv) {
         const char* codec;
         const char* file;
     };
-    for (const VideoRow& v : {VideoRow{"avi1", "mjpeg", "sequence-mjpeg.avi"},
+    for (const VideoRow& v : {VideoRow{"avi1", "uncompressed", "sequence-uncompressed.avi"},
+                              VideoRow{"avi1", "mjpeg", "sequence-mjpeg.avi"},
                               VideoRow{"avi2", "mjpeg", "sequence-opendml.avi"},
                               VideoRow{"webm", "vp8", "sequence.webm"}}) {
         table.Row(std::string("video ") + v.kind + " " + v.codec, [&] {

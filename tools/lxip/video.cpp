@@ -54,7 +54,11 @@ void WriteVideo(const VideoJob& job, size_t count, const std::function<ILxImage*
     // The library says itself whether this build has a video filer.
     FilerPtr filer(CreateILxFiler(LxFilerType_Video));
     GenApi::INodeMap* map = filer->GetINodeMap();
-    GenApi::CEnumerationPtr(map->GetNode("FileFormat"))->FromString(kind->format);
+    GenApi::CEnumerationPtr fileFormat = map->GetNode("FileFormat");
+    // An entry the description switches off (WebM without its encoder) is a kind this build lacks.
+    if (!GenApi::IsAvailable(fileFormat->GetEntryByName(kind->format)))
+        throw std::runtime_error(std::string(kind->format) + " files are not yet available in this build.");
+    fileFormat->FromString(kind->format);
     GenApi::CEnumerationPtr(map->GetNode("Compression"))->FromString(codec.c_str());
     GenApi::CFloatPtr(map->GetNode("FrameRate"))->SetValue(job.fps);
     if (job.maxFramesPerFile > 0)
