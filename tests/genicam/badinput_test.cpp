@@ -163,7 +163,8 @@ TEST(BadInput, IncrementsBelowOneAreRefused) {
     };
     for (const auto& [body, expected] : bad) {
         CNodeMapRef ref;
-        EXPECT_EQ(enginetest::TextOf<GenICam::LogicalErrorException>([&] { ref._LoadXMLFromString(Wrap(body)); }),
+        const char* text = body;
+        EXPECT_EQ(enginetest::TextOf<GenICam::LogicalErrorException>([&] { ref._LoadXMLFromString(Wrap(text)); }),
                   expected);
         EXPECT_EQ(ref._GetNodeMap(), nullptr);
     }

@@ -73,9 +73,10 @@ TEST(GraphDataFilter, ARegionAtOrPastTheEdgeIsEmptyAndKeepsTheLastResult) {
     BufferPtr image = Coordinates(64, 32, false);
     ILxGraphDataBufferList* good = f.Run(image, LxGraphDataType_VerticalIntegration, LxFilterROIMode_Manual, 60, 0, 10, 5);
     EXPECT_EQ(Elements(good, 0), (std::vector<uint32_t>{300, 305, 310, 315})); // clipped to 4 columns
-    for (auto [x, y] : {std::pair<size_t, size_t>{64, 0}, {0, 32}, {SIZE_MAX, 0}}) {
-        EXPECT_EQ(TextOf<GenICam::InvalidArgumentException>(
-                      [&] { f.Run(image, LxGraphDataType_Histogram, LxFilterROIMode_Manual, x, y, 10, 5); }),
+    for (const auto& corner : {std::pair<size_t, size_t>{64, 0}, {0, 32}, {SIZE_MAX, 0}}) {
+        EXPECT_EQ(TextOf<GenICam::InvalidArgumentException>([&] {
+                      f.Run(image, LxGraphDataType_Histogram, LxFilterROIMode_Manual, corner.first, corner.second, 10, 5);
+                  }),
                   "ROI is empty.");
     }
     // A failed run leaves the newest list as it was.
