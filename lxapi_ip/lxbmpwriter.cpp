@@ -116,7 +116,8 @@ void WriteBitmap(ILxImage* image, lxfile::CFile& file, int32_t colorMapType, boo
     const uint32_t format = image->GetImagePixelFormat();
     const Layout* l = FindLayout(format);
     if (!l) throw RUNTIME_EXCEPTION("Not supported pixelformat %s", lxip::PixelFormatName(format).c_str());
-    const size_t width = image->GetImageWidth(), height = image->GetImageHeight();
+    // An image without columns holds no pixels and is written as 0 x 0, which the reader takes back.
+    const size_t width = image->GetImageWidth(), height = width ? image->GetImageHeight() : 0;
     const size_t pitch = image->GetImageLinePitch();
     const auto* pixels = static_cast<const uint8_t*>(image->GetImageBuffer());
 
@@ -175,7 +176,8 @@ void ReadBitmap(ILxImageBuffer* buffer, lxfile::CFile& file) {
 
     const int32_t widthField = static_cast<int32_t>(LoadLE32(info + 4));
     const int32_t heightField = static_cast<int32_t>(LoadLE32(info + 8));
-    if (widthField < 0) lxfile::ThrowUnreadable(name);
+    // Rows without columns have no bytes, so a height beside a zero width is not backed by the file.
+    if (widthField < 0 || (widthField == 0 && heightField != 0)) lxfile::ThrowUnreadable(name);
     const bool topDown = heightField < 0;
     const uint64_t width = static_cast<uint64_t>(widthField);
     const uint64_t height = topDown ? uint64_t{0} - static_cast<uint64_t>(static_cast<int64_t>(heightField))

@@ -158,6 +158,13 @@ TEST(StillImageBitmap, NegativeHeightReadsTopDownAndHeightZeroHasNoRows) {
     f.typed->Load(back.Get(), name.c_str());
     EXPECT_EQ(back->GetILxImage()->GetImageHeight(), 0u);
     EXPECT_EQ(back->GetILxImage()->GetImageWidth(), 6u);
+
+    // Without columns there are no pixels: written and read back as 0 x 0.
+    BufferPtr narrow = MakeImage(0, 5, LxPixelFormat_BGR8);
+    f.typed->Save(narrow->GetILxImage(), StillImageFileFormat_Bitmap, name.c_str());
+    f.typed->Load(back.Get(), name.c_str());
+    EXPECT_EQ(back->GetILxImage()->GetImageWidth(), 0u);
+    EXPECT_EQ(back->GetILxImage()->GetImageHeight(), 0u);
 }
 
 // Bitmaps the reader refuses, each made from a good file by one change; the buffer keeps the image it
@@ -183,6 +190,7 @@ TEST(StillImageBitmap, RefusedFilesLeaveTheBufferAsItWas) {
         {"truncated", [](auto& b) { b.resize(b.size() - 1); }},
         {"100000 x 100000", [](auto& b) { PutLE32(b, 18, 100000); PutLE32(b, 22, 100000); PutLE32(b, 2, 0xFFFFFFFF); }},
         {"width negative", [](auto& b) { PutLE32(b, 18, uint32_t(-4)); }},
+        {"width 0, height 134283264", [](auto& b) { PutLE32(b, 18, 0); PutLE32(b, 22, uint32_t(-134283264)); }},
         {"height INT_MIN", [](auto& b) { PutLE32(b, 22, 0x80000000u); }},
         {"no info header", [](auto& b) { b.resize(30); }},
         {"type", [](auto& b) { b[1] = 'A'; }},
