@@ -4,6 +4,7 @@
 
 #include "bayerframe.h"
 #include "lxiputil.h"
+#include "support/lxalignedlines.h"
 #include "support/lxcolorfilter.h"
 
 #include <GenICam/GCException.h>
@@ -82,32 +83,17 @@ bool LinesAligned(const void* data, size_t pitch) {
     return (reinterpret_cast<uintptr_t>(data) | pitch) % alignof(T) == 0;
 }
 
-// Word images with an odd pitch or address run on aligned copies of their lines: the source's
-// lines, and the destination's (taken in first, so that an alpha sample keeps what the buffer
-// holds, and given back afterwards), each at a pitch of its own line's bytes. `run` is called with
-// the aligned source and destination and their pitches. Only this rare case pays for the copies.
+// Word images with an odd pitch or address run on aligned copies of their lines: the source's, and
+// the destination's (taken in first, so that an alpha sample keeps what the buffer holds, and given
+// back afterwards). `run` is called with the aligned source and destination and their pitches.
 template <class T, class Run>
 void OnAlignedLines(uint32_t width, uint32_t height, const T* src, size_t srcPitch, T* dst, size_t dstPitch,
                     uint32_t step, Run&& run) {
-    const size_t srcLine = size_t(width) * sizeof(T), dstLine = size_t(width) * step * sizeof(T);
-    std::vector<T> srcCopy, dstCopy;
-    lxip::TranslateBadAlloc([&] {
-        if (!LinesAligned<T>(src, srcPitch)) srcCopy.resize(size_t(width) * height);
-        if (!LinesAligned<T>(dst, dstPitch)) dstCopy.resize(size_t(width) * step * height);
-    });
-    const auto* s = reinterpret_cast<const uint8_t*>(src);
-    auto* d = reinterpret_cast<uint8_t*>(dst);
-    if (!srcCopy.empty())
-        for (size_t y = 0; y < height; ++y)
-            std::memcpy(reinterpret_cast<uint8_t*>(srcCopy.data()) + y * srcLine, s + y * srcPitch, srcLine);
-    if (!dstCopy.empty())
-        for (size_t y = 0; y < height; ++y)
-            std::memcpy(reinterpret_cast<uint8_t*>(dstCopy.data()) + y * dstLine, d + y * dstPitch, dstLine);
-    run(srcCopy.empty() ? src : srcCopy.data(), srcCopy.empty() ? srcPitch : srcLine,
-        dstCopy.empty() ? dst : dstCopy.data(), dstCopy.empty() ? dstPitch : dstLine);
-    if (!dstCopy.empty())
-        for (size_t y = 0; y < height; ++y)
-            std::memcpy(d + y * dstPitch, reinterpret_cast<const uint8_t*>(dstCopy.data()) + y * dstLine, dstLine);
+    const lxip::CAlignedLines in(const_cast<T*>(src), ptrdiff_t(srcPitch), size_t(width) * sizeof(T), height,
+                                 sizeof(T), false);
+    const lxip::CAlignedLines out(dst, ptrdiff_t(dstPitch), size_t(width) * step * sizeof(T), height, sizeof(T), true);
+    run(reinterpret_cast<const T*>(in.Data()), size_t(in.Pitch()), reinterpret_cast<T*>(out.Data()),
+        size_t(out.Pitch()));
 }
 
 // A method outside 0..7 (a value written through the register port) interpolates nothing: the colour

@@ -2,6 +2,7 @@
 
 #include "kernels/cpudispatch.h"
 #include "monotocolorrows.h"
+#include "support/lxalignedlines.h"
 
 #include <GenICam/GCException.h>
 
@@ -122,9 +123,10 @@ void MonoToColor16(const void* src, unsigned srcBits, size_t srcPitch, uint16_t*
     CheckSides(srcPitch, width * bytes, dstPitch, width * step * 2, step);
     if (table && tableSize == 0) throw INVALID_ARGUMENT_EXCEPTION("Empty depth table.");
     const uint32_t last = table ? uint32_t(tableSize - 1) : 0xFFFFu;
+    const lxip::CAlignedLines out(dst, ptrdiff_t(dstPitch), width * step * 2, height, 2, true);
     for (size_t y = 0; y < height; ++y) {
         const uint8_t* line = static_cast<const uint8_t*>(src) + y * srcPitch;
-        uint16_t* d = LineOf(dst, dstPitch, y, height, reverse);
+        uint16_t* d = LineOf(reinterpret_cast<uint16_t*>(out.Data()), size_t(out.Pitch()), y, height, reverse);
         for (size_t x = 0; x < width; ++x, d += step) {
             uint32_t v;
             if (bytes == 1) {

@@ -4,12 +4,11 @@
 // (Cosine excepted, which is double precision by definition).
 #include "polarkernels.h"
 #include "polartables.h"
+#include "support/lxalignedlines.h"
 
 #include <algorithm>
 #include <bit>
-#include <cstdlib>
 #include <cstring>
-#include <vector>
 
 namespace lxpol {
 
@@ -354,36 +353,19 @@ struct Copy {
     static void Run(const Context& c, const Plane& src, const Plane& dst) { CopyLoop<S, D>(c, src, dst); }
 };
 
-// The loops address 16-bit samples through typed pointers. A caller's buffer may start at an odd
-// address or have an odd line pitch; such a plane is staged in an aligned copy of its rows, which a
-// destination copies back (samples the loops leave alone, like a kept alpha, come back as they
-// were). `bytes` is what one row of the plane holds.
+// A 16-bit plane whose lines do not all start on an even address goes through an aligned copy.
 class Aligned {
 public:
-    Aligned(const Plane& plane, size_t bytes, bool destination)
-        : original_(plane), bytes_(bytes), destination_(destination), plane_(plane) {
-        const bool odd = (reinterpret_cast<uintptr_t>(plane.data) | uintptr_t(plane.pitch)) & 1;
-        if (!plane.words || !odd || plane.height == 0) return;
-        const size_t pitch = (bytes + 1) & ~size_t(1);
-        store_.resize(pitch / 2 * plane.height);
-        plane_.data = reinterpret_cast<uint8_t*>(store_.data());
-        plane_.pitch = ptrdiff_t(pitch);
-        for (uint32_t y = 0; y < plane.height; ++y) std::memcpy(plane_.Row(y), plane.Row(y), bytes);
+    Aligned(const Plane& plane, size_t lineBytes, bool destination)
+        : lines_(plane.data, plane.pitch, lineBytes, plane.height, plane.words ? 2 : 1, destination), plane_(plane) {
+        plane_.data = lines_.Data();
+        plane_.pitch = lines_.Pitch();
     }
-    ~Aligned() {
-        if (destination_ && !store_.empty())
-            for (uint32_t y = 0; y < original_.height; ++y) std::memcpy(original_.Row(y), plane_.Row(y), bytes_);
-    }
-    Aligned(const Aligned&) = delete;
-    Aligned& operator=(const Aligned&) = delete;
     const Plane& operator*() const { return plane_; }
 
 private:
-    const Plane original_;
-    const size_t bytes_;
-    const bool destination_;
+    lxip::CAlignedLines lines_;
     Plane plane_;
-    std::vector<uint16_t> store_;
 };
 
 size_t RowBytes(const Plane& p, unsigned samples = 1) { return size_t(p.width) * samples * (p.words ? 2 : 1); }
@@ -398,17 +380,19 @@ void RunWindow(const Context& c, uint32_t layout, const Plane& src, const Plane&
 }
 
 void RunGroups(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
-    if (layout < 1 || layout > 8) return;
+    if (src.width < 2 || src.height < 2 || layout < 1 || layout > 8) return;
     const Aligned in(src, RowBytes(src), false), out(dst, RowBytes(dst, DestinationSamples(c)), true);
     ByOp<Groups>(c, layout, *in, *out);
 }
 
 void SplitAngles(const Context& c, const Plane& src, const Plane& dst) {
+    if (src.width == 0 || src.height == 0) return; // an empty image may have no buffer
     const Aligned in(src, RowBytes(src), false), out(dst, RowBytes(dst), true);
     BySamples<Split>(c, *in, *out);
 }
 
 void CopySamples(const Context& c, const Plane& src, const Plane& dst) {
+    if (src.width == 0 || src.height == 0) return;
     const Aligned in(src, RowBytes(src), false), out(dst, RowBytes(dst), true);
     BySamples<Copy>(c, *in, *out);
 }
