@@ -216,6 +216,9 @@ void CLxPixelFormatConverter::ConvertImage(ILxImage* source, ILxImageBuffer* des
     } else {
         out->CreateBuffer(width, height, target);
     }
+    // An image without pixels may have no memory at all: the empty destination is the whole result,
+    // and no kernel is handed a null line.
+    if (width == 0 || height == 0) return;
     (this->*handler)(source, destination, reverse);
 }
 

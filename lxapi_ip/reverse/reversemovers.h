@@ -23,10 +23,12 @@ inline void ReverseLine(const uint8_t* __restrict s, uint8_t* __restrict d, size
     for (size_t i = 0; i < w; ++i) CopyPixel<N>(e - i * N, s + i * N);
 }
 
-// Side of the square tiles of the quarter turns: a tile's source lines and destination lines stay
-// in the first-level cache together (64 x 64 bytes each for bytes, 32 pixels a side from 3 bytes up).
+// Side of the square tiles of the quarter turns, in pixels: a tile's source lines and destination
+// lines stay in the cache together. Pixels of 3 bytes take long runs (384 bytes of each destination
+// line), which measured faster than short ones: destination lines a few kilobytes apart share cache
+// sets, and a short run leaves each of them half written when the tile moves on.
 template <size_t N>
-constexpr size_t TurnTile = N <= 2 ? 64 : 32;
+constexpr size_t TurnTile = N <= 2 ? 64 : N == 3 ? 128 : 32;
 
 // Where a turn puts the source's (0, 0), and the destination step of one source pixel to the right
 // (`stepX`, a whole destination line) and one line down (`Down`: one pixel forwards, else backwards).

@@ -282,5 +282,13 @@ TEST(PixelFormatConverter, EmptyImagesPassThrough) {
         EXPECT_NO_THROW(c.Run(MakeImage(w, h, LxPixelFormat_Mono12p), LxPixelFormat_Mono16)) << w << "x" << h;
         BufferPtr out = c.Run(MakeImage(w, h, LxPixelFormat_Mono8), LxPixelFormat_RGB12_Planar);
         EXPECT_EQ(out->GetILxImage()->GetImageWidth(), w);
+        // Every family of kernels, sanitizers watching for a null line: YCbCr, polarization, colour map.
+        for (const auto& [from, to] : {std::pair<uint32_t, uint32_t>{LxPixelFormat_CYCbCr420_8_YY_Cb_Cr_Planar, LxPixelFormat_BGR8},
+                                       {LxPixelFormat_Pol1BayerRG12, LxPixelFormat_Mono16},
+                                       {LxPixelFormat_Pol1Mono12, LxPixelFormat_BGR8},
+                                       {LxPixelFormat_Mono12, LxPixelFormat_BGR16}}) {
+            out = c.Run(MakeImage(w, h, from), to);
+            EXPECT_EQ(out->GetILxImage()->GetImageWidth() * out->GetILxImage()->GetImageHeight(), 0u);
+        }
     }
 }

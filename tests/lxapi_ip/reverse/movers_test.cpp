@@ -1,6 +1,7 @@
 // The movers' forms: every form the processor runs gives the portable form's bytes, for each pixel
 // size and operation, on odd sizes with padded lines, from a source that ends at the end of its
-// allocation (an over-read of the last line shows under the sanitizers).
+// allocation (an over-read of the last line shows under the sanitizers). The sizes cross the
+// register blocks and cache tiles of the fast forms with partial blocks on both edges.
 #include "reversekernels.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +29,7 @@ TEST(ReverseMovers, EveryFormIsBitExactWithThePortableOne) {
     const auto levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxreverse::Forms().LevelAt(l); });
     std::mt19937 rng(4);
     for (size_t n : lxreverse::kPixelSizes)
-        for (const auto& [w, h] : {std::pair<size_t, size_t>{1, 1}, {3, 70}, {129, 33}, {200, 65}}) {
+        for (const auto& [w, h] : {std::pair<size_t, size_t>{1, 1}, {3, 70}, {129, 33}, {200, 65}, {275, 141}}) {
             const size_t pitch = w * n + 3;
             // The last line holds no padding, so the buffer ends with the last pixel.
             std::vector<uint8_t> src(pitch * (h - 1) + w * n);
