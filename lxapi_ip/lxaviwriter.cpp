@@ -445,7 +445,7 @@ void CLxAVIWriter::AddImageLocked(ILxImage* image, uint32_t frameNumber) {
         m_converter.SetColorMapPhase(phase);
         m_converter.Convert(image, frame->Buffer());
     } catch (...) {
-        m_freeFrames.Push(frame);
+        m_freeFrames.PushFront(frame);
         throw;
     }
     frame->frameNumber = number;

@@ -221,7 +221,7 @@ uint32_t CAVIFile::Run() {
                 m_listener.OnException(GenICam::GenericException(e.what(), __FILE__, __LINE__, "BadAllocException"));
             }
             if (code == 0) frame = KeepWhileWriting(frame);
-            if (frame) m_freeFrames.Push(frame);
+            if (frame) m_freeFrames.PushFront(frame);
             if (code != 0) {
                 m_result = code;
                 if (code != EIO && code != ENOMEM) ReportWriteFailure(name, code);

@@ -12,7 +12,7 @@ CAVIFile20NotCompressed::CAVIFile20NotCompressed(CFrameQueue& freeFrames, CFrame
 CAVIFile20NotCompressed::~CAVIFile20NotCompressed() {
     Stop();
     // Run has closed the file, which gave the frame back; this is for a worker that never ran.
-    if (m_inFlight) m_freeFrames.Push(std::exchange(m_inFlight, nullptr));
+    if (m_inFlight) m_freeFrames.PushFront(std::exchange(m_inFlight, nullptr));
 }
 
 std::vector<uint8_t> CAVIFile20NotCompressed::BuildHeader() { return lxavi::NotCompressedHeader20(StreamFormat()); }
@@ -29,7 +29,7 @@ CFrameData* CAVIFile20NotCompressed::KeepWhileWriting(CFrameData* frame) {
     // frame given back at once (an error stays with the layout, for the next chunk or the close).
     if (m_freeFrames.Size() == 0) {
         m_layout.WaitLastWrite();
-        if (m_inFlight) m_freeFrames.Push(std::exchange(m_inFlight, nullptr));
+        if (m_inFlight) m_freeFrames.PushFront(std::exchange(m_inFlight, nullptr));
         return frame;
     }
     return std::exchange(m_inFlight, frame);
@@ -37,6 +37,6 @@ CFrameData* CAVIFile20NotCompressed::KeepWhileWriting(CFrameData* frame) {
 
 uint32_t CAVIFile20NotCompressed::CloseFile(lxavi::CFileContext& context) {
     const uint32_t result = CAVIFile20::CloseFile(context); // waits for the last write
-    if (m_inFlight) m_freeFrames.Push(std::exchange(m_inFlight, nullptr));
+    if (m_inFlight) m_freeFrames.PushFront(std::exchange(m_inFlight, nullptr));
     return result;
 }

@@ -46,6 +46,9 @@ public:
     // Takes the first frame, or null when empty; the event is reset when the last frame goes.
     CFrameData* Pop();
     // Adds at the back, or at the front (a frame handed back to be taken first); both set the event.
+    // Free frames are handed back at the front: the caller takes the frame written last, so that a
+    // writer that keeps up cycles through two or three frames whose memory is mapped and cached, and
+    // the rest of the pool is never touched (a first touch of a frame costs a page fault per page).
     void Push(CFrameData* frame);
     void PushFront(CFrameData* frame);
     void Clear();

@@ -88,7 +88,7 @@ uint32_t CVpxVideoFile::Run() {
                 struct Giveback {
                     CFrameQueue& queue;
                     CFrameData* frame;
-                    ~Giveback() { queue.Push(frame); }
+                    ~Giveback() { queue.PushFront(frame); }
                 } giveback{m_freeFrames, frame};
                 ILxImage* image = frame->Image();
                 const size_t width = image->GetImageWidth(), height = image->GetImageHeight();
