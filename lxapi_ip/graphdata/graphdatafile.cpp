@@ -193,7 +193,9 @@ std::vector<std::unique_ptr<CLxGraphDataBuffer>> LoadBinary(const CLxGraphDataBu
     if (n > remaining / rowSize) Unreadable(fileName);
 
     std::vector<Row> rows(n);
-    std::vector<uint8_t> raw(rowSize);
+    // Without rows the row size is never used, and is not allocated: only a read row is bounded by the
+    // file's length.
+    std::vector<uint8_t> raw(n ? rowSize : 0);
     uint64_t payload = 0;
     for (Row& r : rows) {
         read(raw.data(), rowSize);
