@@ -154,6 +154,12 @@ bool RunReadHeader(ReadJob* job) {
     png_set_user_limits(png, kMaxSide, kMaxSide);
     png_set_chunk_cache_max(png, 1000);
     png_set_chunk_malloc_max(png, 8u << 20);
+    // Text, profiles and the other ancillary chunks of variable length carry nothing the image needs.
+    // They are skipped, read through a small buffer: libpng would otherwise allocate and clear as
+    // many bytes as such a chunk's length claims (the limit above is only a warning on reading)
+    // before it finds that the file ends.
+    static const png_byte kSkipped[] = "tEXt\0zTXt\0iTXt\0iCCP\0sPLT\0eXIf\0pCAL\0sCAL";
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, kSkipped, static_cast<int>(sizeof kSkipped / 5));
     png_set_sig_bytes(png, 8);
     png_read_info(png, job->info);
     job->width = png_get_image_width(png, job->info);

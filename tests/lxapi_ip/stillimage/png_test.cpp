@@ -380,6 +380,19 @@ TEST_F(PngFiles, HostileFilesAreUnreadable) {
     bad.insert(bad.begin() + long(idat - 8), chunk.begin(), chunk.end());
     FixCrc(bad, idat);
     expectUnreadable(bad, "unknown critical chunk");
+    // A text chunk whose length runs far past the file's end is refused; a short one is skipped.
+    for (const uint32_t length : {973078535u, 5u}) {
+        bad = good;
+        std::vector<uint8_t> text = {0, 0, 0, 0, 't', 'E', 'X', 't', 'T', 'i', 't', 'l', 'e', 0, 0, 0, 0};
+        PutBE32(text, 0, length);
+        bad.insert(bad.begin() + long(idat - 8), text.begin(), text.end());
+        if (length == 5) {
+            FixCrc(bad, idat);
+            EXPECT_EQ(LineBytesOf(Loaded(bad)), LineBytesOf(img->GetILxImage()));
+        } else {
+            expectUnreadable(bad, "text chunk past the end");
+        }
+    }
     // The file itself still loads.
     ILxImage* back = Loaded(good);
     EXPECT_EQ(LineBytesOf(back), LineBytesOf(img->GetILxImage()));
