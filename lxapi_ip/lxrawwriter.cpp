@@ -43,7 +43,8 @@ void WriteRaw(ILxImage* image, lxfile::CFile& file) {
     StoreLE64(header + 24, kHeaderBytes);
     StoreLE64(header + 32, blockBytes);
     StoreLE64(header + 40, image->GetImageWidth());
-    StoreLE64(header + 48, image->GetImageHeight());
+    // Lines of no bytes (an image without columns) are written as no lines, which the reader takes back.
+    StoreLE64(header + 48, image->GetImageLinePitch() ? image->GetImageHeight() : 0);
     StoreLE64(header + 56, image->GetImageLinePitch());
     // Sign-extended: the SDK's own codes from 0x80000000 up read as negative.
     StoreLE64(header + 64, static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(format))));
@@ -81,7 +82,8 @@ void ReadRaw(ILxImageBuffer* buffer, lxfile::CFile& file) {
         lxfile::ThrowUnreadable(name); // a width too large for the format
     }
     const size_t planes = PlaneCount(format);
-    if (width > SIZE_MAX || height > SIZE_MAX || pitch > SIZE_MAX || pitch < lineBytes ||
+    // Lines of no bytes would leave the height unbounded by the file: such a file has no lines.
+    if (width > SIZE_MAX || height > SIZE_MAX || pitch > SIZE_MAX || pitch < lineBytes || (pitch == 0 && height != 0) ||
         !lxfile::MulAdd(height, pitch, 0, &planeBytes) || !lxfile::MulAdd(planes, planeBytes, 0, &expected) ||
         blockBytes != expected || !file.Length(&length) || length < kHeaderBytes ||
         length - kHeaderBytes < blockBytes)

@@ -306,6 +306,17 @@ TEST(StillImageRaw, EmptyImageAndFormatsNoOtherFileTakes) {
     BufferPtr back(CreateILxImageBuffer(nullptr));
     f.typed->Load(back.Get(), (dir / "e.raw").c_str());
     EXPECT_EQ(back->GetILxImage()->GetImagePixelFormat(), LxPixelFormat_BayerGB12p);
+    // Lines without bytes: written as no lines; a file that claims lines of no bytes is refused.
+    BufferPtr narrow = MakeImage(0, 7, LxPixelFormat_Mono8);
+    f.typed->Save(narrow->GetILxImage(), StillImageFileFormat_Raw, (dir / "n.raw").c_str());
+    f.typed->Load(back.Get(), (dir / "n.raw").c_str());
+    EXPECT_EQ(back->GetILxImage()->GetImageHeight(), 0u);
+    std::vector<uint8_t> claims = ReadFile(dir / "n.raw");
+    claims[48] = 0x48;
+    claims[51] = 0x48; // 0x48000048 lines of 0 bytes
+    WriteFile(dir / "n.raw", claims);
+    EXPECT_EQ(TextOf<GenICam::RuntimeException>([&] { f.typed->Load(back.Get(), (dir / "n.raw").c_str()); }),
+              "File " + (dir / "n.raw") + " is unreadable.");
     EXPECT_TRUE(f.typed->IsSupported(LxPixelFormat_Pol1BayerRG10p, StillImageFileFormat_Raw));
     EXPECT_TRUE(f.typed->IsSupported(0x12345678, StillImageFileFormat_Raw));
     EXPECT_TRUE(f.typed->IsPixelFormatIndependent(LxPixelFormat_Mono8, StillImageFileFormat_Raw));
