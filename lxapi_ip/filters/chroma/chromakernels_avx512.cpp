@@ -91,7 +91,8 @@ void Lines(const Image& im, const Params& p) {
                 m[q] = bytes >= 64 * (q + 1) ? ~__mmask64(0)
                        : bytes > 64 * q      ? (__mmask64(1) << (bytes - 64 * q)) - 1
                                              : 0;
-                d[q] = bytes == 64 * Step ? _mm512_loadu_si512(px + 64 * q) : _mm512_maskz_loadu_epi8(m[q], px + 64 * q);
+                d[q] = bytes == 64 * Step ? _mm512_loadu_si512(px + 64 * q)
+                                          : _mm512_maskz_loadu_epi8(m[q], px + 64 * q);
             }
             __m512i br[2];
             for (size_t h = 0; h < 2; ++h) {
