@@ -64,8 +64,9 @@ void Suppress8Pixels(uint8_t* line, size_t from, size_t width, const Image& imag
 namespace {
 constexpr Kernels Portable{&detail::Suppress8Portable};
 #if defined(__x86_64__)
+constexpr Kernels Avx2{&detail::Suppress8Avx2};
 constexpr Kernels Avx512{&detail::Suppress8Avx512};
-constexpr lxcpu::KernelForms<Kernels> Forms(&Portable, nullptr, &Avx512);
+constexpr lxcpu::KernelForms<Kernels> Forms(&Portable, &Avx2, &Avx512);
 #else
 constexpr lxcpu::KernelForms<Kernels> Forms(&Portable);
 #endif

@@ -42,6 +42,7 @@ unsigned LevelAt(unsigned allowed);
 
 namespace detail {
 void Suppress8Portable(const Image& image, const Params& params);
+void Suppress8Avx2(const Image& image, const Params& params);
 void Suppress8Avx512(const Image& image, const Params& params);
 // Pixels [from, width) of line `line`, 8-bit: the tail of a vector form.
 void Suppress8Pixels(uint8_t* line, size_t from, size_t width, const Image& image, const Params& params);
