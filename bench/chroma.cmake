@@ -1,3 +1,4 @@
-# Chroma suppression through the exported filter, against memcpy.
+# Chroma suppression through the exported filter and its kernel at each level, against memcpy.
 add_executable(chroma_bench chroma_bench.cpp)
-target_link_libraries(chroma_bench PRIVATE LxApi_IP LxApi_TL GenApi GCBase benchmark::benchmark)
+target_link_libraries(chroma_bench PRIVATE LxApi_IP LxApi_TL GenApi GCBase lxip_chroma benchmark::benchmark)
+target_compile_options(chroma_bench PRIVATE -O3)

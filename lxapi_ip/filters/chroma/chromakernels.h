@@ -33,6 +33,21 @@ struct Image {
 void Suppress8(const Image& image, const Params& params);
 void Suppress16(const Image& image, const Params& params);
 
+// The forms of the 8-bit kernel by instruction set (see kernels/cpudispatch.h).
+struct Kernels {
+    void (*suppress8)(const Image&, const Params&);
+};
+// For the tests: the level the 8-bit kernel runs at under `allowed`.
+unsigned LevelAt(unsigned allowed);
+
+namespace detail {
+void Suppress8Portable(const Image& image, const Params& params);
+void Suppress8Avx2(const Image& image, const Params& params);
+void Suppress8Avx512(const Image& image, const Params& params);
+// Pixels [from, width) of line `line`, 8-bit: the tail of a vector form.
+void Suppress8Pixels(uint8_t* line, size_t from, size_t width, const Image& image, const Params& params);
+} // namespace detail
+
 // True when no pixel can change: no luminance lies below a low part that pulls, and none above a high
 // part that pulls. `maxLuminance` is the largest luminance the samples can give: 255 for 8-bit ones,
 // 65535 >> shift for 16-bit ones (a sample with bits above the format's depth reaches above 255).

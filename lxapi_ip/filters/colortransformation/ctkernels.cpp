@@ -62,7 +62,8 @@ namespace {
 constexpr Kernels Portable{&detail::Transform8Portable};
 #if defined(__x86_64__)
 constexpr Kernels Avx2{&detail::Transform8Avx2};
-constexpr lxcpu::KernelForms<Kernels> Forms(&Portable, &Avx2);
+constexpr Kernels Avx512{&detail::Transform8Avx512};
+constexpr lxcpu::KernelForms<Kernels> Forms(&Portable, &Avx2, &Avx512);
 #else
 constexpr lxcpu::KernelForms<Kernels> Forms(&Portable);
 #endif

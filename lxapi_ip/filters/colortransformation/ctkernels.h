@@ -54,6 +54,7 @@ unsigned LevelAt(unsigned allowed);
 namespace detail {
 void Transform8Portable(const Image& image, const Record* table);
 void Transform8Avx2(const Image& image, const Record* table);
+void Transform8Avx512(const Image& image, const Record* table);
 // Pixels [from, width) of line `line`, 8-bit: the tail of the vector form.
 void Transform8Pixels(uint8_t* line, size_t from, size_t width, const Image& image, const Record* table);
 } // namespace detail

@@ -1,6 +1,6 @@
 # Colour transformation: the module unit, and its pixel kernels as object library
-# `lxip_colortransformation` (-O3). The AVX2 file alone gets -mavx2; it runs only after the processor
-# reported AVX2.
+# `lxip_colortransformation` (-O3). The AVX2 and AVX-512 files alone get their flags; their forms run
+# only after the processor dispatcher reported the instruction set.
 set(LXIP_CT_DIR ${CMAKE_CURRENT_LIST_DIR})
 target_sources(lxip_objects PRIVATE ${PROJECT_SOURCE_DIR}/lxapi_ip/lxcolortransformationfilter.cpp)
 
@@ -9,8 +9,10 @@ target_include_directories(lxip_colortransformation PUBLIC ${LXIP_CT_DIR})
 target_link_libraries(lxip_colortransformation PUBLIC lxip_kernels)
 target_compile_options(lxip_colortransformation PRIVATE -O3)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|amd64")
-  target_sources(lxip_colortransformation PRIVATE ${LXIP_CT_DIR}/ctkernels_avx2.cpp)
+  target_sources(lxip_colortransformation PRIVATE ${LXIP_CT_DIR}/ctkernels_avx2.cpp ${LXIP_CT_DIR}/ctkernels_avx512.cpp)
   set_source_files_properties(${LXIP_CT_DIR}/ctkernels_avx2.cpp
     TARGET_DIRECTORY lxip_colortransformation PROPERTIES COMPILE_OPTIONS "-mavx2")
+  set_source_files_properties(${LXIP_CT_DIR}/ctkernels_avx512.cpp
+    TARGET_DIRECTORY lxip_colortransformation PROPERTIES COMPILE_OPTIONS "-mavx2;-mavx512f;-mavx512bw;-mavx512vl;-mavx512vbmi")
 endif()
 lxip_add_family(lxip_colortransformation)

@@ -1,5 +1,7 @@
-// Chroma suppression end to end: a per-pixel reference on random images of every format, the
-// thresholds' edges, the parameter texts and the register route.
+// Chroma suppression end to end: a per-pixel reference on random images of every format at every
+// kernel level, the thresholds' edges, the parameter texts and the register route.
+#include "chromakernels.h"
+#include "kernels/cpudispatch.h"
 #include "lxmoduletest.h"
 
 #include <GenApi/GenApi.h>
@@ -63,46 +65,63 @@ uint32_t Sample(const std::vector<uint8_t>& v, size_t at, unsigned bytes) {
     return bytes == 1 ? v[at] : uint32_t(v[at] | v[at + 1] << 8);
 }
 
+// Levels to prove: portable, and every faster one the 8-bit kernel has on this processor.
+std::vector<lxcpu::Level> Levels() {
+    std::vector<lxcpu::Level> levels{lxcpu::Level::Portable};
+    for (lxcpu::Level l :
+         lxcpu::FastLevels([](lxcpu::Level a) { return lxcpu::Level(lxchroma::LevelAt(unsigned(a))); }))
+        levels.push_back(l);
+    return levels;
+}
+
 } // namespace
 
-TEST(ChromaSuppression, RandomImagesMatchTheReferenceInEveryFormat) {
+TEST(ChromaSuppression, RandomImagesMatchTheReferenceInEveryFormatAndLevel) {
     std::mt19937 rng(23);
-    for (const FormatCase& fc : Formats) {
-        for (int round = 0; round < 4; ++round) {
-            SCOPED_TRACE(testing::Message() << std::hex << fc.format << std::dec << " round " << round);
-            Chroma c;
-            const uint32_t thLow = rng() % 120, thHigh = 130 + rng() % 126, sL = rng() % 256, sH = rng() % 256;
-            c.Set(thLow, sL, thHigh, sH);
-            const size_t width = 1 + rng() % 37, height = 1 + rng() % 9;
-            const size_t pitch = width * fc.step * fc.bytes + 1 + rng() % 7; // odd padding, any alignment
-            BufferPtr img = MakeImage(width, height, fc.format, pitch);
-            // Samples within the depth, with dark and bright pixels made common.
-            const uint32_t max = (1u << fc.bits) - 1;
-            for (size_t i = 0; i < pitch * height; ++i) Bytes(img)[i] = uint8_t(rng());
-            for (size_t y = 0; y < height; ++y)
-                for (size_t s = 0; s < width * fc.step; ++s) {
-                    const uint32_t kind = rng() % 3;
-                    const uint32_t v = kind == 0 ? rng() % (max / 8 + 1) : kind == 1 ? max - rng() % (max / 8 + 1)
-                                                                                     : rng() % (max + 1);
-                    if (fc.bytes == 1)
-                        Bytes(img)[y * pitch + s] = uint8_t(v);
-                    else
-                        SetWord(img, y, s, uint16_t(v));
-                }
-            std::vector<uint8_t> expected(Bytes(img), Bytes(img) + pitch * height);
-            for (size_t y = 0; y < height; ++y)
-                for (size_t x = 0; x < width; ++x) {
-                    const size_t at = y * pitch + x * fc.step * fc.bytes;
-                    const size_t bAt = at + (fc.blueFirst ? 0 : 2) * fc.bytes, rAt = at + (fc.blueFirst ? 2 : 0) * fc.bytes;
-                    int64_t b = Sample(expected, bAt, fc.bytes), r = Sample(expected, rAt, fc.bytes);
-                    Reference(b, Sample(expected, at + fc.bytes, fc.bytes), r, fc.bits, thLow, sL, thHigh, sH);
-                    for (unsigned i = 0; i < fc.bytes; ++i) {
-                        expected[bAt + i] = uint8_t(b >> (8 * i));
-                        expected[rAt + i] = uint8_t(r >> (8 * i));
+    for (lxcpu::Level level : Levels()) {
+        for (const FormatCase& fc : Formats) {
+            lxcpu::ForcedLevel forced(level);
+            for (int round = 0; round < 4; ++round) {
+                SCOPED_TRACE(testing::Message() << lxcpu::LevelName(level) << " " << std::hex << fc.format << std::dec
+                                                << " round " << round);
+                Chroma c;
+                // The last round lets the parts overlap (both pull a pixel) and reach 0 and 255.
+                const bool any = round == 3;
+                const uint32_t thLow = any ? rng() % 256 : rng() % 120, thHigh = any ? rng() % 256 : 130 + rng() % 126;
+                const uint32_t sL = rng() % 256, sH = rng() % 256;
+                c.Set(thLow, sL, thHigh, sH);
+                // Widths across whole vector groups and partial ones, down to a single pixel.
+                const size_t width = round == 0 ? 1 + rng() % 37 : 1 + rng() % 200, height = 1 + rng() % 9;
+                const size_t pitch = width * fc.step * fc.bytes + 1 + rng() % 7; // odd padding, any alignment
+                BufferPtr img = MakeImage(width, height, fc.format, pitch);
+                // Samples within the depth, with dark and bright pixels made common.
+                const uint32_t max = (1u << fc.bits) - 1;
+                for (size_t i = 0; i < pitch * height; ++i) Bytes(img)[i] = uint8_t(rng());
+                for (size_t y = 0; y < height; ++y)
+                    for (size_t s = 0; s < width * fc.step; ++s) {
+                        const uint32_t kind = rng() % 3;
+                        const uint32_t v = kind == 0 ? rng() % (max / 8 + 1) : kind == 1 ? max - rng() % (max / 8 + 1)
+                                                                                         : rng() % (max + 1);
+                        if (fc.bytes == 1)
+                            Bytes(img)[y * pitch + s] = uint8_t(v);
+                        else
+                            SetWord(img, y, s, uint16_t(v));
                     }
-                }
-            EXPECT_EQ(c.filter->Filter(img->GetILxImage()), img->GetILxImage());
-            ASSERT_EQ(0, std::memcmp(expected.data(), Bytes(img), expected.size()));
+                std::vector<uint8_t> expected(Bytes(img), Bytes(img) + pitch * height);
+                for (size_t y = 0; y < height; ++y)
+                    for (size_t x = 0; x < width; ++x) {
+                        const size_t at = y * pitch + x * fc.step * fc.bytes;
+                        const size_t bAt = at + (fc.blueFirst ? 0 : 2) * fc.bytes, rAt = at + (fc.blueFirst ? 2 : 0) * fc.bytes;
+                        int64_t b = Sample(expected, bAt, fc.bytes), r = Sample(expected, rAt, fc.bytes);
+                        Reference(b, Sample(expected, at + fc.bytes, fc.bytes), r, fc.bits, thLow, sL, thHigh, sH);
+                        for (unsigned i = 0; i < fc.bytes; ++i) {
+                            expected[bAt + i] = uint8_t(b >> (8 * i));
+                            expected[rAt + i] = uint8_t(r >> (8 * i));
+                        }
+                    }
+                EXPECT_EQ(c.filter->Filter(img->GetILxImage()), img->GetILxImage());
+                ASSERT_EQ(0, std::memcmp(expected.data(), Bytes(img), expected.size()));
+            }
         }
     }
 }

@@ -92,38 +92,50 @@ TEST(ColorTransformation, RandomImagesMatchTheReferenceInEveryFormatAndLevel) {
     for (lxcpu::Level level : Levels()) {
         lxcpu::ForcedLevel forced(level);
         for (const FormatCase& fc : Formats) {
-            SCOPED_TRACE(testing::Message() << lxcpu::LevelName(level) << " " << std::hex << fc.format);
-            Ct ct;
-            Reference ref{};
-            std::uniform_real_distribution<double> gain(-2.0, 2.0), offset(-300.0, 300.0);
-            for (int i = 0; i < 12; ++i) {
-                ref.values[i] = (i % 4 == 3) ? offset(rng) : gain(rng);
-                ct.typed->SetColorTransformationValue(ELxColorTransformationValueSelector_t(i), ref.values[i]);
-            }
-            ref.hue = std::uniform_real_distribution<double>(-180.0, 180.0)(rng);
-            ref.saturation = std::uniform_real_distribution<double>(0.0, 4.0)(rng);
-            ct.typed->SetHueCorrection(ref.hue);
-            ct.typed->SetSaturationCorrection(ref.saturation);
-            ct.typed->SetColorTransformationEnable(true);
-            const size_t width = 1 + rng() % 41, height = 1 + rng() % 5;
-            const size_t pitch = width * fc.step * fc.bytes + rng() % 5;
-            BufferPtr img = MakeImage(width, height, fc.format, pitch);
-            // Any bytes: deep samples above the depth's maximum are looked up as the maximum.
-            for (size_t i = 0; i < pitch * height; ++i) Bytes(img)[i] = uint8_t(rng());
-            std::vector<uint8_t> expected(Bytes(img), Bytes(img) + pitch * height);
-            const unsigned rPos = fc.rgb ? 0 : 2, bPos = fc.rgb ? 2 : 0;
-            for (size_t y = 0; y < height; ++y)
-                for (size_t x = 0; x < width; ++x) {
-                    uint8_t* p = expected.data() + y * pitch + x * fc.step * fc.bytes;
-                    uint32_t v[3] = {Get(p + rPos * fc.bytes, fc.bytes), Get(p + fc.bytes, fc.bytes),
-                                     Get(p + bPos * fc.bytes, fc.bytes)};
-                    ref.Apply(v, fc.bits);
-                    Put(p + rPos * fc.bytes, fc.bytes, v[0]);
-                    Put(p + fc.bytes, fc.bytes, v[1]);
-                    Put(p + bPos * fc.bytes, fc.bytes, v[2]);
+            // 8-bit images also with a matrix near the identity (small cross terms), with the largest
+            // values (sums beyond 16 bits), and with offsets that put the sums around the 16-bit limits.
+            for (int mode = 0; mode < (fc.bytes == 1 ? 4 : 1); ++mode) {
+                SCOPED_TRACE(testing::Message() << lxcpu::LevelName(level) << " " << std::hex << fc.format
+                                                << " mode " << mode);
+                Ct ct;
+                Reference ref{};
+                const double gainSpan[4] = {2.0, 0.3, 16.0, 1.0}, offsetSpan[4] = {300.0, 20.0, 65535.0, 32767.0};
+                std::uniform_real_distribution<double> gain(-gainSpan[mode], gainSpan[mode]),
+                    offset(-offsetSpan[mode], offsetSpan[mode]);
+                for (int i = 0; i < 12; ++i) {
+                    const bool diagonal = i % 5 == 0;
+                    ref.values[i] = (i % 4 == 3) ? offset(rng) : gain(rng) + (mode % 2 == 1 && diagonal ? 1.0 : 0.0);
+                    if (mode == 3 && i % 4 == 3)
+                        ref.values[i] = std::copysign(32000.0 + std::fabs(ref.values[i]) / 40.0, ref.values[i]);
+                    ct.typed->SetColorTransformationValue(ELxColorTransformationValueSelector_t(i), ref.values[i]);
                 }
-            ct.filter->Filter(img->GetILxImage());
-            ASSERT_EQ(0, std::memcmp(expected.data(), Bytes(img), expected.size()));
+                ref.hue = std::uniform_real_distribution<double>(-180.0, 180.0)(rng) / (mode == 1 ? 20.0 : 1.0);
+                ref.saturation = std::uniform_real_distribution<double>(0.0, 4.0)(rng);
+                if (mode == 1) ref.saturation = 0.8 + ref.saturation / 10.0;
+                ct.typed->SetHueCorrection(ref.hue);
+                ct.typed->SetSaturationCorrection(ref.saturation);
+                ct.typed->SetColorTransformationEnable(true);
+                // 8-bit lines across whole vector groups of 64 pixels and a partial last one.
+                const size_t width = 1 + rng() % (fc.bytes == 1 ? 200 : 41), height = 1 + rng() % 5;
+                const size_t pitch = width * fc.step * fc.bytes + rng() % 5;
+                BufferPtr img = MakeImage(width, height, fc.format, pitch);
+                // Any bytes: deep samples above the depth's maximum are looked up as the maximum.
+                for (size_t i = 0; i < pitch * height; ++i) Bytes(img)[i] = uint8_t(rng());
+                std::vector<uint8_t> expected(Bytes(img), Bytes(img) + pitch * height);
+                const unsigned rPos = fc.rgb ? 0 : 2, bPos = fc.rgb ? 2 : 0;
+                for (size_t y = 0; y < height; ++y)
+                    for (size_t x = 0; x < width; ++x) {
+                        uint8_t* p = expected.data() + y * pitch + x * fc.step * fc.bytes;
+                        uint32_t v[3] = {Get(p + rPos * fc.bytes, fc.bytes), Get(p + fc.bytes, fc.bytes),
+                                         Get(p + bPos * fc.bytes, fc.bytes)};
+                        ref.Apply(v, fc.bits);
+                        Put(p + rPos * fc.bytes, fc.bytes, v[0]);
+                        Put(p + fc.bytes, fc.bytes, v[1]);
+                        Put(p + bPos * fc.bytes, fc.bytes, v[2]);
+                    }
+                ct.filter->Filter(img->GetILxImage());
+                ASSERT_EQ(0, std::memcmp(expected.data(), Bytes(img), expected.size()));
+            }
         }
     }
 }
