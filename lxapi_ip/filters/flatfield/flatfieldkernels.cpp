@@ -25,13 +25,16 @@ size_t Phase(size_t x, size_t y) { return (y & 1) * 2 + (x & 1); }
 
 #if defined(__x86_64__) || defined(_M_X64)
 extern const RowKernels kAvx2Rows;
+extern const RowKernels kAvx512Rows;
 #define LXFF_AVX2 &kAvx2Rows
+#define LXFF_AVX512 &kAvx512Rows
 #else
 #define LXFF_AVX2 nullptr
+#define LXFF_AVX512 nullptr
 #endif
 
 const lxcpu::KernelForms<RowKernels>& Kernels() {
-    static const lxcpu::KernelForms<RowKernels> forms(&kPortableRows, LXFF_AVX2);
+    static const lxcpu::KernelForms<RowKernels> forms(&kPortableRows, LXFF_AVX2, LXFF_AVX512);
     return forms;
 }
 

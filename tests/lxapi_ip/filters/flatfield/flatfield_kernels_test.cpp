@@ -17,9 +17,9 @@ struct Case {
 };
 
 std::vector<uint8_t> ApplyRow(const lxff::RowKernels& k, const Case& c, const std::vector<uint8_t>& src,
-                         const std::vector<uint32_t>& table, size_t width, size_t offset) {
+                         const std::vector<uint32_t>& table, size_t width, size_t offset, const lxff::LawConstants& law) {
     std::vector<uint8_t> row(src);
-    k.apply[c.law - 1][c.bytes - 1](row.data() + offset, table.data(), width, c.maximum, lxff::LawConstants{});
+    k.apply[c.law - 1][c.bytes - 1](row.data() + offset, table.data(), width, c.maximum, law);
     return row;
 }
 
@@ -36,8 +36,11 @@ TEST(FlatFieldKernels, EveryLevelMatchesThePortableForm) {
     }
     std::mt19937 rng(7);
     const Case cases[] = {{1, 255, 1}, {1, 255, 2}, {2, 1023, 1}, {2, 4095, 1}, {2, 65535, 1}, {2, 4095, 2}, {2, 65535, 2}};
+    // The constructor's constants, and input and output offsets that take part in the law.
+    const lxff::LawConstants laws[] = {{}, {37, 5, 16}};
     for (const Case& c : cases) {
-        for (size_t width : {1u, 7u, 31u, 32u, 33u, 257u}) {
+      for (const lxff::LawConstants& law : laws) {
+        for (size_t width : {1u, 7u, 15u, 16u, 17u, 31u, 32u, 33u, 63u, 64u, 95u, 257u, 2447u}) {
             for (size_t offset : {0u, 1u}) {
                 std::vector<uint8_t> src(width * c.bytes + 2 + 16);
                 for (uint8_t& b : src) b = uint8_t(rng());
@@ -46,13 +49,14 @@ TEST(FlatFieldKernels, EveryLevelMatchesThePortableForm) {
                     // Gains up to the ceiling 16.0; differences of either sign over the whole range.
                     t = c.law == 1 ? rng() % 2049 : uint32_t(int32_t(rng() % 131071) - 65535);
                 }
-                const auto expected = ApplyRow(*portable, c, src, table, width, offset);
+                const auto expected = ApplyRow(*portable, c, src, table, width, offset, law);
                 for (lxcpu::Level level : levels) {
                     lxcpu::ForcedLevel forced(level);
-                    ASSERT_EQ(ApplyRow(forms.Get(), c, src, table, width, offset), expected)
+                    ASSERT_EQ(ApplyRow(forms.Get(), c, src, table, width, offset, law), expected)
                         << lxcpu::LevelName(level) << " law " << c.law << " bytes " << c.bytes << " width " << width;
                 }
             }
         }
+      }
     }
 }
