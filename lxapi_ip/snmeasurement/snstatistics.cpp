@@ -10,13 +10,15 @@ namespace lxsn {
 namespace detail {
 #if defined(__x86_64__)
 extern const RowKernels RowKernelsAvx2;
+extern const RowKernels RowKernelsAvx512;
 #endif
 const RowKernels RowKernelsPortable = {&Row8, &Row16};
 } // namespace detail
 
 const lxcpu::KernelForms<RowKernels>& RowForms() {
 #if defined(__x86_64__)
-    static const lxcpu::KernelForms<RowKernels> forms(&detail::RowKernelsPortable, &detail::RowKernelsAvx2);
+    static const lxcpu::KernelForms<RowKernels> forms(&detail::RowKernelsPortable, &detail::RowKernelsAvx2,
+                                                              &detail::RowKernelsAvx512);
 #else
     static const lxcpu::KernelForms<RowKernels> forms(&detail::RowKernelsPortable);
 #endif

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <tuple>
 
 namespace {
 
@@ -163,6 +164,49 @@ TEST(SNStatistics, RandomFramesMatchTheDefinitions) {
                 EXPECT_EQ(fast[i].average, portable[i].average);
                 EXPECT_EQ(fast[i].temporalDeviation, portable[i].temporalDeviation);
                 EXPECT_EQ(fast[i].frameDeviation, portable[i].frameDeviation);
+            }
+        }
+    }
+}
+
+// The row kernels alone, every fast level against the portable one: all four outputs to the bit, on
+// lengths around the lane blocks, rows at odd addresses, sums that are already large, and samples at
+// the top of their range as well as random ones.
+TEST(SNStatistics, RowKernelsGiveThePortableSums) {
+    const auto levels = lxcpu::FastLevels([](lxcpu::Level a) { return lxsn::RowForms().LevelAt(a); });
+    if (levels.empty()) GTEST_SKIP() << "no fast form on this processor";
+    const lxsn::RowKernels& portable = [] () -> const lxsn::RowKernels& {
+        lxcpu::ForcedLevel forced(lxcpu::Level::Portable);
+        return lxsn::RowForms().Get();
+    }();
+    std::mt19937 rng(99);
+    for (size_t n : {1u, 47u, 48u, 49u, 95u, 97u, 301u, 2447u}) {
+        for (bool full : {false, true}) {
+            std::vector<uint8_t> raw(n + 3);
+            for (uint8_t& b : raw) b = full ? 0xFF : uint8_t(rng());
+            std::vector<uint16_t> words(n + 2);
+            for (uint16_t& w : words) w = full ? 0xFFFF : uint16_t(rng());
+            // Per-position sums as after many frames; lanes with some history.
+            std::vector<uint32_t> sum(n), sq32(n);
+            std::vector<uint64_t> sq64(n), lanes(2 * lxsn::Lanes);
+            for (size_t i = 0; i < n; ++i) {
+                sum[i] = rng() % (1u << 20);
+                sq32[i] = rng() % (1u << 28);
+                sq64[i] = (uint64_t(rng()) << 8) + rng();
+            }
+            for (uint64_t& v : lanes) v = (uint64_t(rng()) << 12) + rng();
+            auto run = [&](const lxsn::RowKernels& k) {
+                auto s8 = sum, q8 = sq32, s16 = sum;
+                auto q16 = sq64, l8 = lanes, l16 = lanes;
+                k.row8(raw.data() + 1, n, s8.data(), q8.data(), l8.data(), l8.data() + lxsn::Lanes);
+                k.row16(words.data() + 1, n, s16.data(), q16.data(), l16.data(), l16.data() + lxsn::Lanes);
+                return std::make_tuple(s8, q8, l8, s16, q16, l16);
+            };
+            const auto expected = run(portable);
+            for (lxcpu::Level level : levels) {
+                lxcpu::ForcedLevel forced(level);
+                EXPECT_TRUE(run(lxsn::RowForms().Get()) == expected)
+                    << lxcpu::LevelName(level) << " n " << n << (full ? " full scale" : " random");
             }
         }
     }
