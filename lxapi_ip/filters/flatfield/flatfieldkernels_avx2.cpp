@@ -16,6 +16,8 @@ namespace {
 #include "flatfieldrows.h"
 
 struct MultiplyLaw {
+    using Entry = Gain;
+    static __m256i Load(const Gain* t) { return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t))); }
     __m256i in, out, maximum;
     MultiplyLaw(uint32_t m, const LawConstants& k)
         : in(_mm256_set1_epi32(int32_t(k.inputOffset))), out(_mm256_set1_epi32(int32_t(k.outputOffset))),
@@ -28,6 +30,8 @@ struct MultiplyLaw {
 };
 
 struct AddLaw {
+    using Entry = uint32_t;
+    static __m256i Load(const uint32_t* t) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t)); }
     __m256i maximum;
     AddLaw(uint32_t m, const LawConstants&) : maximum(_mm256_set1_epi32(int32_t(m))) {}
     __m256i operator()(__m256i p, __m256i t) const {
@@ -36,7 +40,6 @@ struct AddLaw {
     }
 };
 
-inline __m256i Table(const uint32_t* t) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t)); }
 inline __m256i Bytes(const uint8_t* p) {
     return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
 }
@@ -45,25 +48,25 @@ inline __m256i Words(const uint8_t* p) {
 }
 
 template <class Law, class Sample>
-void Row(uint8_t* row, const uint32_t* table, size_t width, uint32_t maximum, const LawConstants& k) {
+void Row(uint8_t* row, const typename Law::Entry* table, size_t width, uint32_t maximum, const LawConstants& k) {
     const Law law(maximum, k);
     size_t x = 0;
     if constexpr (sizeof(Sample) == 1) {
         // The two packs interleave the 128-bit halves; the permute puts the four-pixel groups back.
         const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
         for (; x + 32 <= width; x += 32) {
-            const __m256i a = law(Bytes(row + x), Table(table + x));
-            const __m256i b = law(Bytes(row + x + 8), Table(table + x + 8));
-            const __m256i c = law(Bytes(row + x + 16), Table(table + x + 16));
-            const __m256i d = law(Bytes(row + x + 24), Table(table + x + 24));
+            const __m256i a = law(Bytes(row + x), Law::Load(table + x));
+            const __m256i b = law(Bytes(row + x + 8), Law::Load(table + x + 8));
+            const __m256i c = law(Bytes(row + x + 16), Law::Load(table + x + 16));
+            const __m256i d = law(Bytes(row + x + 24), Law::Load(table + x + 24));
             const __m256i packed = _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + x), _mm256_permutevar8x32_epi32(packed, order));
         }
     } else {
         for (; x + 16 <= width; x += 16) {
             uint8_t* p = row + 2 * x;
-            const __m256i a = law(Words(p), Table(table + x));
-            const __m256i b = law(Words(p + 16), Table(table + x + 8));
+            const __m256i a = law(Words(p), Law::Load(table + x));
+            const __m256i b = law(Words(p + 16), Law::Load(table + x + 8));
             const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), packed);
         }
@@ -77,8 +80,8 @@ void Row(uint8_t* row, const uint32_t* table, size_t width, uint32_t maximum, co
 } // namespace
 
 extern const RowKernels kAvx2Rows;
-const RowKernels kAvx2Rows = {{{&Row<MultiplyLaw, uint8_t>, &Row<MultiplyLaw, uint16_t>},
-                               {&Row<AddLaw, uint8_t>, &Row<AddLaw, uint16_t>}}};
+const RowKernels kAvx2Rows = {{&Row<MultiplyLaw, uint8_t>, &Row<MultiplyLaw, uint16_t>},
+                               {&Row<AddLaw, uint8_t>, &Row<AddLaw, uint16_t>}};
 
 } // namespace lxff
 #endif

@@ -22,6 +22,8 @@ namespace {
 #include "flatfieldrows.h"
 
 struct MultiplyLaw {
+    using Entry = Gain;
+    static __m512i Load(const Gain* t) { return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(t))); }
     __m512i in, out, maximum;
     MultiplyLaw(uint32_t m, const LawConstants& k)
         : in(_mm512_set1_epi32(int32_t(k.inputOffset))), out(_mm512_set1_epi32(int32_t(k.outputOffset))),
@@ -34,6 +36,8 @@ struct MultiplyLaw {
 };
 
 struct AddLaw {
+    using Entry = uint32_t;
+    static __m512i Load(const uint32_t* t) { return _mm512_loadu_si512(t); }
     __m512i maximum;
     AddLaw(uint32_t m, const LawConstants&) : maximum(_mm512_set1_epi32(int32_t(m))) {}
     __m512i operator()(__m512i p, __m512i t) const {
@@ -42,21 +46,20 @@ struct AddLaw {
     }
 };
 
-inline __m512i Table(const uint32_t* t) { return _mm512_loadu_si512(t); }
 
 template <class Law>
-inline void Bytes16(const Law& law, uint8_t* p, const uint32_t* t) {
-    const __m512i v = law(_mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))), Table(t));
+inline void Bytes16(const Law& law, uint8_t* p, const typename Law::Entry* t) {
+    const __m512i v = law(_mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))), Law::Load(t));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm512_cvtepi32_epi8(v));
 }
 template <class Law>
-inline void Words16(const Law& law, uint8_t* p, const uint32_t* t) {
-    const __m512i v = law(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))), Table(t));
+inline void Words16(const Law& law, uint8_t* p, const typename Law::Entry* t) {
+    const __m512i v = law(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))), Law::Load(t));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvtepi32_epi16(v));
 }
 
 template <class Law, class Sample>
-void Row(uint8_t* row, const uint32_t* table, size_t width, uint32_t maximum, const LawConstants& k) {
+void Row(uint8_t* row, const typename Law::Entry* table, size_t width, uint32_t maximum, const LawConstants& k) {
     const Law law(maximum, k);
     size_t x = 0;
     if constexpr (sizeof(Sample) == 1) {
@@ -79,8 +82,8 @@ void Row(uint8_t* row, const uint32_t* table, size_t width, uint32_t maximum, co
 } // namespace
 
 extern const RowKernels kAvx512Rows;
-const RowKernels kAvx512Rows = {{{&Row<MultiplyLaw, uint8_t>, &Row<MultiplyLaw, uint16_t>},
-                                 {&Row<AddLaw, uint8_t>, &Row<AddLaw, uint16_t>}}};
+const RowKernels kAvx512Rows = {{&Row<MultiplyLaw, uint8_t>, &Row<MultiplyLaw, uint16_t>},
+                               {&Row<AddLaw, uint8_t>, &Row<AddLaw, uint16_t>}};
 
 } // namespace lxff
 #endif

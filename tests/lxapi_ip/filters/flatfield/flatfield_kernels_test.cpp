@@ -17,9 +17,15 @@ struct Case {
 };
 
 std::vector<uint8_t> ApplyRow(const lxff::RowKernels& k, const Case& c, const std::vector<uint8_t>& src,
-                         const std::vector<uint32_t>& table, size_t width, size_t offset, const lxff::LawConstants& law) {
+                              const std::vector<uint32_t>& table, size_t width, size_t offset,
+                              const lxff::LawConstants& law) {
     std::vector<uint8_t> row(src);
-    k.apply[c.law - 1][c.bytes - 1](row.data() + offset, table.data(), width, c.maximum, law);
+    if (c.law == 1) {
+        const std::vector<lxff::Gain> gains(table.begin(), table.end());
+        k.multiply[c.bytes - 1](row.data() + offset, gains.data(), width, c.maximum, law);
+    } else {
+        k.add[c.bytes - 1](row.data() + offset, table.data(), width, c.maximum, law);
+    }
     return row;
 }
 
@@ -46,8 +52,9 @@ TEST(FlatFieldKernels, EveryLevelMatchesThePortableForm) {
                 for (uint8_t& b : src) b = uint8_t(rng());
                 std::vector<uint32_t> table(width);
                 for (uint32_t& t : table) {
-                    // Gains up to the ceiling 16.0; differences of either sign over the whole range.
-                    t = c.law == 1 ? rng() % 2049 : uint32_t(int32_t(rng() % 131071) - 65535);
+                    // Gains over the whole 16 bits (the ceiling 16.0 is 2048); differences of either
+                    // sign over the whole range.
+                    t = c.law == 1 ? rng() % 65536 : uint32_t(int32_t(rng() % 131071) - 65535);
                 }
                 const auto expected = ApplyRow(*portable, c, src, table, width, offset, law);
                 for (lxcpu::Level level : levels) {
