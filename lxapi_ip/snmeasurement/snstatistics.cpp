@@ -27,7 +27,12 @@ const lxcpu::KernelForms<RowKernels>& RowForms() {
 
 namespace {
 
-// The per-position sums of one ROI row over all frames, and their share of the records.
+// A block of ROI rows is at most this many rows, and its per-position sums at most this many bytes
+// unless a single row needs more.
+constexpr size_t MaxBlockRows = 16;
+constexpr size_t BlockBytes = 512 * 1024;
+
+// The per-position sums of a block of ROI rows over all frames, row after row.
 struct RowSums {
     std::vector<uint32_t> sum;
     std::vector<uint32_t> squares32; // 8-bit samples
@@ -48,9 +53,14 @@ bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& 
 
     const RowKernels& k = RowForms().Get();
     const bool wide = layout.bytesPerSample == 2;
+    // Rows are taken in blocks: each frame streams a block of consecutive rows at a time, while the
+    // per-position sums of the block stay in the second-level cache.
+    const size_t sumBytes = sizeof(uint32_t) + (wide ? sizeof(uint64_t) : sizeof(uint32_t));
+    const size_t blockRows = static_cast<size_t>(
+        std::min<uint64_t>(roi.height, std::clamp<size_t>(BlockBytes / (n * sumBytes), 1, MaxBlockRows)));
     RowSums row;
-    row.sum.resize(n);
-    (wide ? row.squares64.resize(n) : row.squares32.resize(n));
+    row.sum.resize(blockRows * n);
+    (wide ? row.squares64.resize(blockRows * n) : row.squares32.resize(blockRows * n));
     const size_t classes = layout.rowClasses, period = layout.period;
     // Per frame and row class, the lane sums and lane squares: 2 x Lanes entries.
     std::vector<uint64_t> lanes(frameCount * classes * 2 * Lanes, 0);
@@ -60,39 +70,48 @@ bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& 
     const double invFrames = 1.0 / static_cast<double>(frameCount);
     const size_t xOffset = static_cast<size_t>(roi.x) * layout.stride * layout.bytesPerSample;
 
-    for (uint64_t r = 0; r < roi.height; ++r) {
+    for (uint64_t top = 0; top < roi.height; top += blockRows) {
         if (cancel && cancel->load(std::memory_order_relaxed)) return false;
-        const size_t cls = static_cast<size_t>(r) & (classes - 1);
+        const size_t rows = static_cast<size_t>(std::min<uint64_t>(blockRows, roi.height - top));
         std::fill(row.sum.begin(), row.sum.end(), 0u);
         if (wide)
             std::fill(row.squares64.begin(), row.squares64.end(), 0u);
         else
             std::fill(row.squares32.begin(), row.squares32.end(), 0u);
         for (size_t f = 0; f < frameCount; ++f) {
-            const uint8_t* line = frames[f].pixels + static_cast<size_t>(roi.y + r) * frames[f].pitch + xOffset;
-            uint64_t* laneSums = lanes.data() + (f * classes + cls) * 2 * Lanes;
-            uint64_t* laneSquares = laneSums + Lanes;
-            if (wide) {
-                k.row16(reinterpret_cast<const uint16_t*>(line), n, row.sum.data(), row.squares64.data(), laneSums,
-                        laneSquares);
-            } else {
-                for (size_t j = 0; j < n; j += MaxRow8)
-                    k.row8(line + j, std::min(MaxRow8, n - j), row.sum.data() + j, row.squares32.data() + j,
-                           laneSums, laneSquares);
+            for (size_t b = 0; b < rows; ++b) {
+                const uint64_t r = top + b;
+                const size_t cls = static_cast<size_t>(r) & (classes - 1);
+                const uint8_t* line = frames[f].pixels + static_cast<size_t>(roi.y + r) * frames[f].pitch + xOffset;
+                uint64_t* laneSums = lanes.data() + (f * classes + cls) * 2 * Lanes;
+                uint64_t* laneSquares = laneSums + Lanes;
+                uint32_t* sum = row.sum.data() + b * n;
+                if (wide) {
+                    k.row16(reinterpret_cast<const uint16_t*>(line), n, sum, row.squares64.data() + b * n, laneSums,
+                            laneSquares);
+                } else {
+                    uint32_t* squares = row.squares32.data() + b * n;
+                    for (size_t j = 0; j < n; j += MaxRow8)
+                        k.row8(line + j, std::min(MaxRow8, n - j), sum + j, squares + j, laneSums, laneSquares);
+                }
             }
         }
         // mean(p) = sum / N, t(p) = sqrt(squares / N - mean^2), population deviation over the frames.
-        const int8_t* component = layout.component[cls];
-        size_t phase = 0;
-        for (size_t i = 0; i < n; ++i) {
-            const int c = component[phase];
-            if (++phase == period) phase = 0;
-            if (c < 0) continue;
-            const double mean = static_cast<double>(row.sum[i]) * invFrames;
-            const double squares = static_cast<double>(wide ? row.squares64[i] : row.squares32[i]);
-            meanSum[c] += mean;
-            deviationSum[c] += std::sqrt(squares * invFrames - mean * mean);
-            ++samples[c];
+        for (size_t b = 0; b < rows; ++b) {
+            const int8_t* component = layout.component[static_cast<size_t>(top + b) & (classes - 1)];
+            const uint32_t* sum = row.sum.data() + b * n;
+            size_t phase = 0;
+            for (size_t i = 0; i < n; ++i) {
+                const int c = component[phase];
+                if (++phase == period) phase = 0;
+                if (c < 0) continue;
+                const double mean = static_cast<double>(sum[i]) * invFrames;
+                const double squares =
+                    static_cast<double>(wide ? row.squares64[b * n + i] : row.squares32[b * n + i]);
+                meanSum[c] += mean;
+                deviationSum[c] += std::sqrt(squares * invFrames - mean * mean);
+                ++samples[c];
+            }
         }
     }
 

@@ -4,8 +4,8 @@
 //
 // The sums are exact integers: per sample position of one ROI row, the sum of the values and of their
 // squares over all frames, and per frame and per phase of the row the same sums over the ROI. The frames
-// are walked row by row, so the per-position sums of one row stay in the first-level cache while every
-// frame's row streams past once.
+// are walked in blocks of up to 16 rows: each frame streams the block's rows in one run while the
+// per-position sums of the block stay in the second-level cache.
 #pragma once
 
 #include "snformats.h"
@@ -55,7 +55,7 @@ constexpr size_t MaxFrames = 1024;
 
 // The records of `layout`'s components over `frames` (at most MaxFrames, all of the layout's working
 // format and large enough for `roi`) into `records`. Returns false, with `records` undefined, when
-// `cancel` became true meanwhile (it is looked at once a row). Throws std::bad_alloc when the sums find
+// `cancel` became true meanwhile (it is looked at once per block of rows). Throws std::bad_alloc when the sums find
 // no memory.
 bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& roi, std::vector<Record>* records,
              const std::atomic<bool>* cancel = nullptr);
