@@ -1,9 +1,9 @@
-// The SN row kernel with AVX-512 (F, BW): a block of Lanes (48) samples is three vectors of sixteen
-// 32-bit lanes, so lane l of the block always meets the same vector lane and the lane sums stay in
-// six registers for the whole row. Squares of 8-bit samples come from a 16-bit multiply-add of the
-// zero-extended sample with itself (v * v + 0 * 0). The samples after the last whole block go through
-// the portable loop, whose lanes start again at 0 there as they do here. Integer sums: the bits of the
-// portable form. Chosen only after the processor reported AVX-512.
+// The SN row kernels with AVX-512 (F, BW): 8-bit rows by the group kernel of snrowgroup.h with sixteen
+// 32-bit lanes a vector; 16-bit rows one frame at a time, a block of Lanes (48) samples as three
+// vectors, so that lane l of the block always meets the same vector lane and the lane sums stay in
+// registers for the whole row. The samples after the last whole block go through the portable loop,
+// whose lanes start again at 0 there as they do here. Integer sums: the bits of the portable form.
+// Chosen only after the processor reported AVX-512.
 #include "snrowkernel.h"
 
 #if defined(__AVX512F__) && defined(__AVX512BW__)
@@ -21,41 +21,30 @@ namespace {
 constexpr size_t Vectors = Lanes / 16;
 
 inline __m512i Load(const void* p) { return _mm512_loadu_si512(p); }
-inline void Add32(uint32_t* p, __m512i v) { _mm512_storeu_si512(p, _mm512_add_epi32(Load(p), v)); }
 inline void Add64(uint64_t* p, __m512i v) { _mm512_storeu_si512(p, _mm512_add_epi64(Load(p), v)); }
 
-// Adds sixteen 32-bit lanes to sixteen 64-bit sums.
-inline void Widen(uint64_t* p, __m512i v) {
-    Add64(p, _mm512_cvtepu32_epi64(_mm512_castsi512_si256(v)));
-    Add64(p + 8, _mm512_cvtepu32_epi64(_mm512_extracti64x4_epi64(v, 1)));
-}
+struct V {
+    static constexpr size_t Width = 16;
+    using Vec = __m512i;
+    static Vec Zero() { return _mm512_setzero_si512(); }
+    static Vec Add(Vec a, Vec b) { return _mm512_add_epi32(a, b); }
+    static Vec Bytes(const uint8_t* p) {
+        return _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    }
+    static Vec Square(Vec v) { return _mm512_madd_epi16(v, v); }
+    static void AddTo(uint32_t* p, Vec v) { _mm512_storeu_si512(p, _mm512_add_epi32(Load(p), v)); }
+    static void Widen(uint64_t* p, Vec v) {
+        Add64(p, _mm512_cvtepu32_epi64(_mm512_castsi512_si256(v)));
+        Add64(p + 8, _mm512_cvtepu32_epi64(_mm512_extracti64x4_epi64(v, 1)));
+    }
+};
 
-void Row8Avx512(const uint8_t* src, size_t n, uint32_t* sum, uint32_t* squares, uint64_t* laneSums,
-                uint64_t* laneSquares) {
-    __m512i ls[Vectors], lq[Vectors];
-    for (size_t g = 0; g < Vectors; ++g) ls[g] = lq[g] = _mm512_setzero_si512();
-    size_t j = 0;
-    for (; j + Lanes <= n; j += Lanes) {
-        for (size_t g = 0; g < Vectors; ++g) {
-            const size_t i = j + 16 * g;
-            const __m512i v = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i)));
-            const __m512i q = _mm512_madd_epi16(v, v);
-            Add32(sum + i, v);
-            Add32(squares + i, q);
-            ls[g] = _mm512_add_epi32(ls[g], v);
-            lq[g] = _mm512_add_epi32(lq[g], q);
-        }
-    }
-    for (size_t g = 0; g < Vectors; ++g) {
-        Widen(laneSums + 16 * g, ls[g]);
-        Widen(laneSquares + 16 * g, lq[g]);
-    }
-    Row8(src + j, n - j, sum + j, squares + j, laneSums, laneSquares);
-}
+#include "snrowgroup.h"
 
 // 16-bit samples: the square fits 32 bits; the per-position squares and every lane sum are 64-bit.
-void Row16Avx512(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares, uint64_t* laneSums,
-                 uint64_t* laneSquares) {
+void Row16Avx512(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares, uint64_t* lanes) {
+    uint64_t* laneSums = lanes;
+    uint64_t* laneSquares = lanes + Lanes;
     __m512i ls[2 * Vectors], lq[2 * Vectors];
     for (size_t g = 0; g < 2 * Vectors; ++g) ls[g] = lq[g] = _mm512_setzero_si512();
     size_t j = 0;
@@ -64,7 +53,7 @@ void Row16Avx512(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares
             const size_t i = j + 16 * g;
             const __m512i v = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + i)));
             const __m512i q = _mm512_mullo_epi32(v, v);
-            Add32(sum + i, v);
+            V::AddTo(sum + i, v);
             const __m512i v0 = _mm512_cvtepu32_epi64(_mm512_castsi512_si256(v));
             const __m512i v1 = _mm512_cvtepu32_epi64(_mm512_extracti64x4_epi64(v, 1));
             const __m512i q0 = _mm512_cvtepu32_epi64(_mm512_castsi512_si256(q));
@@ -81,12 +70,18 @@ void Row16Avx512(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares
         Add64(laneSums + 8 * g, ls[g]);
         Add64(laneSquares + 8 * g, lq[g]);
     }
-    Row16(src + j, n - j, sum + j, squares + j, laneSums, laneSquares);
+    Row16(src + j, n - j, sum + j, squares + j, lanes);
+}
+
+// Wider samples: one frame after the other (their sums and squares are 64-bit work either way).
+void Rows16Avx512(const uint16_t* const* src, size_t frames, size_t n, uint32_t* sum, uint64_t* squares,
+                  uint64_t* const* lanes) {
+    for (size_t k = 0; k < frames; ++k) Row16Avx512(src[k], n, sum, squares, lanes[k]);
 }
 
 } // namespace
 
 extern const RowKernels RowKernelsAvx512;
-const RowKernels RowKernelsAvx512 = {&Row8Avx512, &Row16Avx512};
+const RowKernels RowKernelsAvx512 = {&Rows8Vector<V>, &Rows16Avx512};
 } // namespace lxsn::detail
 #endif

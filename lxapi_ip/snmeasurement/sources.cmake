@@ -8,6 +8,10 @@ add_library(lxip_snmeasurement OBJECT ${LXIP_SN_DIR}/snformats.cpp ${LXIP_SN_DIR
 target_include_directories(lxip_snmeasurement PUBLIC ${LXIP_SN_DIR})
 target_link_libraries(lxip_snmeasurement PUBLIC lxip_kernels lxapi_inside)
 target_compile_options(lxip_snmeasurement PRIVATE -O3)
+# The square roots of the statistics are left to run as vectors: errno is never read after them, and
+# the results are the same correctly rounded roots.
+set_source_files_properties(${LXIP_SN_DIR}/snstatistics.cpp TARGET_DIRECTORY lxip_snmeasurement
+  PROPERTIES COMPILE_OPTIONS "-fno-math-errno")
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|amd64")
   target_sources(lxip_snmeasurement PRIVATE ${LXIP_SN_DIR}/snstatistics_avx2.cpp ${LXIP_SN_DIR}/snstatistics_avx512.cpp)
   set_source_files_properties(${LXIP_SN_DIR}/snstatistics_avx2.cpp
