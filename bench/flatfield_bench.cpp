@@ -86,7 +86,8 @@ void Kernel(benchmark::State& state, uint32_t format, unsigned bits, lxcpu::Leve
     lxff::BuildGains(ref, T, lxff::LawConstants{}, gains.data());
     const lxff::GainRow row = lxff::Kernels().Get().multiply[bytes - 1];
     for (auto _ : state) {
-        for (size_t y = 0; y < H; ++y) row(base + y * pitch, gains.data() + y * W, W, ref.maximum, lxff::LawConstants{});
+        for (size_t y = 0; y < H; ++y)
+            row(base + y * pitch, gains.data() + y * W, W, ref.maximum, lxff::LawConstants{});
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(W * H * bytes));

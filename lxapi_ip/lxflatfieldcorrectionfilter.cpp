@@ -206,6 +206,7 @@ void CLxFlatFieldCorrectionFilter::Correct(ILxImage* image, CLxFlatFieldCalibrat
     } else {
         const auto* differences = static_cast<const uint32_t*>(table);
         const lxff::DifferenceRow kernel = kernels.add[sizeof(Sample) - 1];
-        for (size_t y = 0; y < height; ++y) kernel(base + y * pitch, differences + y * width, width, maximum, m_law);
+        for (size_t y = 0; y < height; ++y)
+            kernel(base + y * pitch, differences + y * width, width, maximum, m_law);
     }
 }

@@ -17,7 +17,9 @@ namespace {
 
 struct MultiplyLaw {
     using Entry = Gain;
-    static __m256i Load(const Gain* t) { return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t))); }
+    static __m256i Load(const Gain* t) {
+        return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)));
+    }
     __m256i in, out, maximum;
     MultiplyLaw(uint32_t m, const LawConstants& k)
         : in(_mm256_set1_epi32(int32_t(k.inputOffset))), out(_mm256_set1_epi32(int32_t(k.outputOffset))),
@@ -31,7 +33,9 @@ struct MultiplyLaw {
 
 struct AddLaw {
     using Entry = uint32_t;
-    static __m256i Load(const uint32_t* t) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t)); }
+    static __m256i Load(const uint32_t* t) {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t));
+    }
     __m256i maximum;
     AddLaw(uint32_t m, const LawConstants&) : maximum(_mm256_set1_epi32(int32_t(m))) {}
     __m256i operator()(__m256i p, __m256i t) const {

@@ -23,7 +23,9 @@ namespace {
 
 struct MultiplyLaw {
     using Entry = Gain;
-    static __m512i Load(const Gain* t) { return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(t))); }
+    static __m512i Load(const Gain* t) {
+        return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(t)));
+    }
     __m512i in, out, maximum;
     MultiplyLaw(uint32_t m, const LawConstants& k)
         : in(_mm512_set1_epi32(int32_t(k.inputOffset))), out(_mm512_set1_epi32(int32_t(k.outputOffset))),
