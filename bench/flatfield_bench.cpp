@@ -1,12 +1,15 @@
 // Flat field correction (gain law) of a 2448 x 2048 image through the exported filter, against the
 // physical floor (memcpy of the same bytes) and, where OpenCV is at hand, the same correction done
-// with a float gain image: cv::multiply into floats, then convertTo back to the samples' type.
+// with a float gain image: cv::multiply into floats, then convertTo back to the samples' type. The
+// filter runs the best form the processor has; the row kernels alone run at each level (the library
+// keeps its own dispatcher, which a level forced here does not reach).
 #include <lxapi/clxautoptr.h>
 #include <lxapi/ilxflatfieldcorrectionfilter.h>
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
 #include <lxapi/lxpixelformat.h>
 
+#include "filters/flatfield/flatfieldkernels.h"
 #include "kernels/cpudispatch.h"
 
 #include <benchmark/benchmark.h>
@@ -50,8 +53,7 @@ BufferPtr MakeImage(uint32_t format, unsigned bits) {
     return b;
 }
 
-void FlatField(benchmark::State& state, uint32_t format, unsigned bits, lxcpu::Level level) {
-    lxcpu::ForcedLevel forced(level);
+void FlatField(benchmark::State& state, uint32_t format, unsigned bits) {
     BufferPtr image = MakeImage(format, bits);
     FilterPtr filter(CreateILxFilter(LxFilterType_FlatFieldCorrection));
     auto* typed = dynamic_cast<ILxFlatFieldCorrectionFilter*>(filter.Get());
@@ -64,6 +66,31 @@ void FlatField(benchmark::State& state, uint32_t format, unsigned bits, lxcpu::L
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(W * H * (bits == 8 ? 1 : 2)));
+}
+
+// The gain rows over the image at one level, with the table built from the image itself.
+void Kernel(benchmark::State& state, uint32_t format, unsigned bits, lxcpu::Level level) {
+    lxcpu::ForcedLevel forced(level);
+    if (lxff::Kernels().InUse() != level) {
+        state.SkipWithError("no form of this level runs here");
+        return;
+    }
+    BufferPtr image = MakeImage(format, bits);
+    ILxImage* img = image->GetILxImage();
+    auto* base = static_cast<uint8_t*>(img->GetImageBuffer());
+    const size_t pitch = img->GetImageLinePitch(), bytes = bits == 8 ? 1 : 2;
+    const lxff::Reference ref{base, pitch, W, H, bytes, false, (1u << bits) - 1};
+    uint32_t T[4];
+    lxff::PhaseTargets(ref, 0, T);
+    std::vector<lxff::Gain> gains(W * H);
+    lxff::BuildGains(ref, T, lxff::LawConstants{}, gains.data());
+    const lxff::GainRow row = lxff::Kernels().Get().multiply[bytes - 1];
+    for (auto _ : state) {
+        for (size_t y = 0; y < H; ++y)
+            row(base + y * pitch, gains.data() + y * W, W, ref.maximum, lxff::LawConstants{});
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(W * H * bytes));
 }
 
 void Memcpy(benchmark::State& state, size_t bytesPerPixel) {
@@ -94,12 +121,16 @@ BENCHMARK_CAPTURE(OpenCvMultiply, Mono12, CV_16U, 4096)->Unit(benchmark::kMillis
 
 } // namespace
 
-BENCHMARK_CAPTURE(FlatField, Mono8, LxPixelFormat_Mono8, 8, lxcpu::Level::Avx512)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(FlatField, Mono8_portable, LxPixelFormat_Mono8, 8, lxcpu::Level::Portable)
+BENCHMARK_CAPTURE(FlatField, Mono8, LxPixelFormat_Mono8, 8)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Kernel, Mono8_portable, LxPixelFormat_Mono8, 8, lxcpu::Level::Portable)
     ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Kernel, Mono8_avx2, LxPixelFormat_Mono8, 8, lxcpu::Level::Avx2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Kernel, Mono8_avx512, LxPixelFormat_Mono8, 8, lxcpu::Level::Avx512)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Memcpy, Mono8, 1)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(FlatField, Mono12, LxPixelFormat_Mono12, 12, lxcpu::Level::Avx512)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(FlatField, Mono12_portable, LxPixelFormat_Mono12, 12, lxcpu::Level::Portable)
+BENCHMARK_CAPTURE(FlatField, Mono12, LxPixelFormat_Mono12, 12)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Kernel, Mono12_portable, LxPixelFormat_Mono12, 12, lxcpu::Level::Portable)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Kernel, Mono12_avx512, LxPixelFormat_Mono12, 12, lxcpu::Level::Avx512)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Memcpy, Mono12, 2)->Unit(benchmark::kMillisecond);
 

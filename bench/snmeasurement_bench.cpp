@@ -1,8 +1,13 @@
 // SN measurement: one measurement of 64 frames of 2448 x 2048 through the exported filter, gathering
 // (the converted copies) and the calculation on the worker until the result is ready, against
 // cv::meanStdDev over the same 64 frames where OpenCV is at hand. Time per iteration / 64 is the
-// per-frame cost.
+// per-frame cost. The calculation alone also runs at each instruction-set level on 64 distinct frames
+// (from the family's object library: a level forced here does not reach the library's dispatcher).
 #include "filterbench.h"
+#include "snformats.h"
+#include "snstatistics.h"
+
+#include <kernels/cpudispatch.h>
 
 #include <lxapi/ilxsnmeasurementfilter.h>
 
@@ -36,6 +41,42 @@ void Measure(benchmark::State& state, uint32_t format, unsigned bits) {
     for (auto _ : state) measure();
     state.SetItemsProcessed(int64_t(state.iterations()) * Frames);
 }
+
+// The statistics over 64 distinct frames of random samples, at one level.
+void Calculate(benchmark::State& state, uint32_t format, unsigned bits, lxcpu::Level level) {
+    lxcpu::ForcedLevel forced(level);
+    if (lxsn::RowForms().InUse() != level) {
+        state.SkipWithError("no form of this level runs here");
+        return;
+    }
+    lxsn::Layout layout;
+    lxsn::LayoutOf(format, 0, &layout);
+    const size_t pitch = W * layout.bytesPerSample;
+    std::vector<std::vector<uint8_t>> pixels(Frames, std::vector<uint8_t>(pitch * H));
+    std::vector<lxsn::Frame> frames;
+    uint32_t x = 2463534242u;
+    for (auto& f : pixels) {
+        for (size_t i = 0; i < f.size(); i += 2) {
+            x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+            f[i] = uint8_t(x);
+            f[i + 1] = uint8_t(bits == 8 ? x >> 8 : (x >> 8) & ((1u << (bits - 8)) - 1));
+        }
+        frames.push_back({f.data(), pitch});
+    }
+    std::vector<lxsn::Record> records;
+    for (auto _ : state) {
+        lxsn::Compute(layout, frames, {0, 0, W, H}, &records);
+        benchmark::DoNotOptimize(records.data());
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * Frames);
+}
+BENCHMARK_CAPTURE(Calculate, Mono8_portable, LxPixelFormat_Mono8, 8, lxcpu::Level::Portable)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Calculate, Mono8_avx2, LxPixelFormat_Mono8, 8, lxcpu::Level::Avx2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Calculate, Mono8_avx512, LxPixelFormat_Mono8, 8, lxcpu::Level::Avx512)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Calculate, Mono12_avx512, LxPixelFormat_Mono12, 12, lxcpu::Level::Avx512)
+    ->Unit(benchmark::kMillisecond);
 
 #ifdef LXBENCH_HAVE_OPENCV
 void OpenCvMeanStdDev(benchmark::State& state, int type, unsigned bits) {

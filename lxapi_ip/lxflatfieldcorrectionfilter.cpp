@@ -20,14 +20,18 @@ CLxFlatFieldCalibrationData* CLxFlatFieldCalibrationData::Capture(ILxImage* imag
 }
 
 CLxFlatFieldCalibrationData::~CLxFlatFieldCalibrationData() {
-    delete[] m_table.load(std::memory_order_acquire);
+    void* table = m_table.load(std::memory_order_acquire);
+    if (m_tableLaw == lxff::Law::Multiplication)
+        delete[] static_cast<lxff::Gain*>(table);
+    else
+        delete[] static_cast<uint32_t*>(table);
     if (m_image) m_image->Release();
 }
 
-const uint32_t* CLxFlatFieldCalibrationData::Table(lxff::Law law, uint32_t target, const lxff::LawConstants& k) {
-    if (const uint32_t* table = m_table.load(std::memory_order_acquire)) return table;
+const void* CLxFlatFieldCalibrationData::Table(lxff::Law law, uint32_t target, const lxff::LawConstants& k) {
+    if (const void* table = m_table.load(std::memory_order_acquire)) return m_tableLaw == law ? table : nullptr;
     GenApi::AutoLock guard(m_buildLock);
-    if (const uint32_t* table = m_table.load(std::memory_order_relaxed)) return table;
+    if (const void* table = m_table.load(std::memory_order_relaxed)) return m_tableLaw == law ? table : nullptr;
     ILxImage* img = Image();
     const uint32_t format = img->GetImagePixelFormat();
     ILxPixelFormatInfo* info = GetILxPixelFormatInfo(format);
@@ -43,10 +47,20 @@ const uint32_t* CLxFlatFieldCalibrationData::Table(lxff::Law law, uint32_t targe
     uint32_t T[4];
     lxff::PhaseTargets(ref, target, T);
     // A failed allocation leaves no table: the next correction tries again.
-    std::unique_ptr<uint32_t[]> table(lxip::TranslateBadAlloc([&] { return new uint32_t[ref.width * ref.height]; }));
-    lxff::BuildTable(ref, law, T, k, table.get());
-    m_table.store(table.get(), std::memory_order_release);
-    return table.release();
+    const size_t n = ref.width * ref.height;
+    void* table;
+    if (law == lxff::Law::Multiplication) {
+        std::unique_ptr<lxff::Gain[]> gains(lxip::TranslateBadAlloc([&] { return new lxff::Gain[n]; }));
+        lxff::BuildGains(ref, T, k, gains.get());
+        table = gains.release();
+    } else {
+        std::unique_ptr<uint32_t[]> differences(lxip::TranslateBadAlloc([&] { return new uint32_t[n]; }));
+        lxff::BuildDifferences(ref, T, differences.get());
+        table = differences.release();
+    }
+    m_tableLaw = law;
+    m_table.store(table, std::memory_order_release);
+    return table;
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -180,9 +194,19 @@ void CLxFlatFieldCorrectionFilter::Correct(ILxImage* image, CLxFlatFieldCalibrat
     if (width != ref->GetImageWidth() || pitch != ref->GetImageLinePitch() || height != ref->GetImageHeight() ||
         format != ref->GetImagePixelFormat())
         return;
-    const uint32_t* table = data.Table(law, target, m_law);
+    const void* table = data.Table(law, target, m_law);
+    if (!table) return;
     const uint32_t maximum = static_cast<uint32_t>((uint64_t(1) << GetILxPixelFormatInfo(format)->GetComponentBits()) - 1);
-    const lxff::RowKernel kernel = lxff::Kernels().Get().apply[mode - 1][sizeof(Sample) - 1];
+    const lxff::RowKernels& kernels = lxff::Kernels().Get();
     uint8_t* base = static_cast<uint8_t*>(image->GetImageBuffer());
-    for (size_t y = 0; y < height; ++y) kernel(base + y * pitch, table + y * width, width, maximum, m_law);
+    if (law == lxff::Law::Multiplication) {
+        const auto* gains = static_cast<const lxff::Gain*>(table);
+        const lxff::GainRow kernel = kernels.multiply[sizeof(Sample) - 1];
+        for (size_t y = 0; y < height; ++y) kernel(base + y * pitch, gains + y * width, width, maximum, m_law);
+    } else {
+        const auto* differences = static_cast<const uint32_t*>(table);
+        const lxff::DifferenceRow kernel = kernels.add[sizeof(Sample) - 1];
+        for (size_t y = 0; y < height; ++y)
+            kernel(base + y * pitch, differences + y * width, width, maximum, m_law);
+    }
 }

@@ -26,9 +26,10 @@ public:
     }
 
     ILxImage* Image() const { return m_image->GetILxImage(); }
-    // The table, built now if it is not yet; null when the reference does not fit in memory twice.
-    // Two calls at once build it once.
-    const uint32_t* Table(lxff::Law law, uint32_t target, const lxff::LawConstants& k);
+    // The table for `law`, built now if it is not yet: lxff::Gain entries for Multiplication,
+    // 32-bit differences for Addition. Null when the table there was built for the other law (the
+    // correction then leaves the image as it is). Two calls at once build it once.
+    const void* Table(lxff::Law law, uint32_t target, const lxff::LawConstants& k);
     bool HasTable() const noexcept { return m_table.load(std::memory_order_acquire) != nullptr; }
 
     CLxFlatFieldCalibrationData(const CLxFlatFieldCalibrationData&) = delete;
@@ -40,7 +41,8 @@ private:
 
     mutable std::atomic<uint32_t> m_refs{1};
     ILxImageBufferReleasable* m_image = nullptr;
-    std::atomic<uint32_t*> m_table{nullptr};
+    std::atomic<void*> m_table{nullptr};
+    lxff::Law m_tableLaw = lxff::Law::Off; // written before the table is published
     GenApi::CLock m_buildLock;
 };
 

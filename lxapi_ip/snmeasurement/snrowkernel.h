@@ -40,13 +40,21 @@ inline void AccumulateRow(const Sample* __restrict src, size_t n, uint32_t* __re
     }
 }
 
-inline void Row8(const uint8_t* src, size_t n, uint32_t* sum, uint32_t* squares, uint64_t* laneSums,
-                 uint64_t* laneSquares) {
-    AccumulateRow<uint8_t, uint32_t, uint32_t>(src, n, sum, squares, laneSums, laneSquares);
+inline void Row8(const uint8_t* src, size_t n, uint32_t* sum, uint32_t* squares, uint64_t* lanes) {
+    AccumulateRow<uint8_t, uint32_t, uint32_t>(src, n, sum, squares, lanes, lanes + Lanes);
 }
-inline void Row16(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares, uint64_t* laneSums,
-                  uint64_t* laneSquares) {
-    AccumulateRow<uint16_t, uint64_t, uint64_t>(src, n, sum, squares, laneSums, laneSquares);
+inline void Row16(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares, uint64_t* lanes) {
+    AccumulateRow<uint16_t, uint64_t, uint64_t>(src, n, sum, squares, lanes, lanes + Lanes);
+}
+
+// The portable forms take the frames one after the other.
+inline void Rows8(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
+                  uint64_t* const* lanes) {
+    for (size_t k = 0; k < frames; ++k) Row8(src[k], n, sum, squares, lanes[k]);
+}
+inline void Rows16(const uint16_t* const* src, size_t frames, size_t n, uint32_t* sum, uint64_t* squares,
+                   uint64_t* const* lanes) {
+    for (size_t k = 0; k < frames; ++k) Row16(src[k], n, sum, squares, lanes[k]);
 }
 
 } // namespace

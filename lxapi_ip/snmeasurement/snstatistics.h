@@ -4,8 +4,8 @@
 //
 // The sums are exact integers: per sample position of one ROI row, the sum of the values and of their
 // squares over all frames, and per frame and per phase of the row the same sums over the ROI. The frames
-// are walked row by row, so the per-position sums of one row stay in the first-level cache while every
-// frame's row streams past once.
+// are walked in blocks of up to 16 rows: each frame streams the block's rows in one run while the
+// per-position sums of the block stay in the second-level cache.
 #pragma once
 
 #include "snformats.h"
@@ -23,15 +23,18 @@ namespace lxsn {
 // always holds phase l % period.
 constexpr size_t Lanes = 48;
 
-// One row of one frame: sum[i] += v[i], squares[i] += v[i]^2, and into lane i % Lanes of laneSums and
-// laneSquares (Lanes entries each) the same. 8-bit rows are limited to MaxRow8 samples a call so that
-// their lane sums fit 32 bits; squares of 8-bit samples fit 32 bits for up to 1024 frames.
+// The same row of up to Group frames: for each frame k, sum[i] += v[i], squares[i] += v[i]^2, and into
+// lane i % Lanes of frame k's lanes (lanes[k]: Lanes sums, then Lanes squares) the same. Taking
+// several frames a call lets a kernel add their samples together before it touches the per-position
+// sums. 8-bit rows are limited to MaxRow8 samples a call so that their lane sums fit 32 bits; squares
+// of 8-bit samples fit 32 bits for up to 1024 frames.
+constexpr size_t Group = 8;
 constexpr size_t MaxRow8 = Lanes * 16384;
 struct RowKernels {
-    void (*row8)(const uint8_t* src, size_t n, uint32_t* sum, uint32_t* squares, uint64_t* laneSums,
-                 uint64_t* laneSquares);
-    void (*row16)(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares, uint64_t* laneSums,
-                  uint64_t* laneSquares);
+    void (*row8)(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
+                 uint64_t* const* lanes);
+    void (*row16)(const uint16_t* const* src, size_t frames, size_t n, uint32_t* sum, uint64_t* squares,
+                  uint64_t* const* lanes);
 };
 const lxcpu::KernelForms<RowKernels>& RowForms();
 
@@ -55,7 +58,7 @@ constexpr size_t MaxFrames = 1024;
 
 // The records of `layout`'s components over `frames` (at most MaxFrames, all of the layout's working
 // format and large enough for `roi`) into `records`. Returns false, with `records` undefined, when
-// `cancel` became true meanwhile (it is looked at once a row). Throws std::bad_alloc when the sums find
+// `cancel` became true meanwhile (it is looked at once per block of rows). Throws std::bad_alloc when the sums find
 // no memory.
 bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& roi, std::vector<Record>* records,
              const std::atomic<bool>* cancel = nullptr);

@@ -25,13 +25,16 @@ size_t Phase(size_t x, size_t y) { return (y & 1) * 2 + (x & 1); }
 
 #if defined(__x86_64__) || defined(_M_X64)
 extern const RowKernels kAvx2Rows;
+extern const RowKernels kAvx512Rows;
 #define LXFF_AVX2 &kAvx2Rows
+#define LXFF_AVX512 &kAvx512Rows
 #else
 #define LXFF_AVX2 nullptr
+#define LXFF_AVX512 nullptr
 #endif
 
 const lxcpu::KernelForms<RowKernels>& Kernels() {
-    static const lxcpu::KernelForms<RowKernels> forms(&kPortableRows, LXFF_AVX2);
+    static const lxcpu::KernelForms<RowKernels> forms(&kPortableRows, LXFF_AVX2, LXFF_AVX512);
     return forms;
 }
 
@@ -61,19 +64,21 @@ void PhaseTargets(const Reference& ref, uint32_t target, uint32_t (&T)[4]) {
     }
 }
 
-// Addition: entry = T[phase] - pixel. Multiplication: per phase N = (T - input offset) << 7 and the
-// floor L = T / maximum gain (0 and 0 where the offset reaches T); then entry = N / d for a pixel
-// d = pixel - input offset above L, and the ceiling gain otherwise. Every entry of the second kind
-// is N / d with d > T / g, so below g << 7: no entry exceeds the ceiling.
-void BuildTable(const Reference& ref, Law law, const uint32_t (&T)[4], const LawConstants& k, uint32_t* table) {
+// Addition: entry = T[phase] - pixel.
+void BuildDifferences(const Reference& ref, const uint32_t (&T)[4], uint32_t* table) {
     const size_t w = ref.width;
-    if (law == Law::Addition) {
-        for (size_t y = 0; y < ref.height; ++y)
-            for (size_t x = 0; x < w; ++x)
-                table[y * w + x] = static_cast<uint32_t>(static_cast<int32_t>(T[Phase(x, y)]) -
-                                                         static_cast<int32_t>(At(ref, x, y)));
-        return;
-    }
+    for (size_t y = 0; y < ref.height; ++y)
+        for (size_t x = 0; x < w; ++x)
+            table[y * w + x] =
+                static_cast<uint32_t>(static_cast<int32_t>(T[Phase(x, y)]) - static_cast<int32_t>(At(ref, x, y)));
+}
+
+// Multiplication: per phase N = (T - input offset) << 7 and the floor L = T / maximum gain (0 and 0
+// where the offset reaches T); then entry = N / d for a pixel d = pixel - input offset above L, and
+// the ceiling gain otherwise. Every entry of the first kind is N / d with d > T / g, so below g << 7:
+// no entry exceeds the ceiling, and every entry fits a Gain.
+void BuildGains(const Reference& ref, const uint32_t (&T)[4], const LawConstants& k, Gain* table) {
+    const size_t w = ref.width;
     uint64_t N[4], L[4];
     for (size_t c = 0; c < 4; ++c) {
         if (k.inputOffset >= T[c]) {
@@ -89,7 +94,7 @@ void BuildTable(const Reference& ref, Law law, const uint32_t (&T)[4], const Law
             const uint32_t p = At(ref, x, y);
             const uint64_t d = p > k.inputOffset ? p - k.inputOffset : 0;
             const size_t c = Phase(x, y);
-            table[y * w + x] = d != 0 && d > L[c] ? static_cast<uint32_t>(N[c] / d) : ceiling;
+            table[y * w + x] = static_cast<Gain>(d != 0 && d > L[c] ? N[c] / d : ceiling);
         }
 }
 

@@ -21,12 +21,12 @@ inline void StoreSample(uint8_t* p, uint32_t v) {
 }
 
 template <class Sample>
-void MultiplyRow(uint8_t* row, const uint32_t* table, size_t width, uint32_t maximum, const lxff::LawConstants& k) {
+void MultiplyRow(uint8_t* row, const lxff::Gain* table, size_t width, uint32_t maximum, const lxff::LawConstants& k) {
     const uint32_t in = k.inputOffset, out = k.outputOffset;
     for (size_t x = 0; x < width; ++x) {
         const uint32_t p = LoadSample<Sample>(row + x * sizeof(Sample));
         const uint32_t d = p > in ? p - in : 0u;
-        const uint32_t v = out + ((d * table[x]) >> 7);
+        const uint32_t v = out + ((d * uint32_t(table[x])) >> 7);
         StoreSample<Sample>(row + x * sizeof(Sample), v < maximum ? v : maximum);
     }
 }
@@ -43,5 +43,5 @@ void AddRow(uint8_t* row, const uint32_t* table, size_t width, uint32_t maximum,
 }
 
 constexpr lxff::RowKernels MakeRowKernels() {
-    return {{{&MultiplyRow<uint8_t>, &MultiplyRow<uint16_t>}, {&AddRow<uint8_t>, &AddRow<uint16_t>}}};
+    return {{&MultiplyRow<uint8_t>, &MultiplyRow<uint16_t>}, {&AddRow<uint8_t>, &AddRow<uint16_t>}};
 }

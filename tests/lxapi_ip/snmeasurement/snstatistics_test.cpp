@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <tuple>
 
 namespace {
 
@@ -132,7 +133,8 @@ Layout LayoutOf(uint32_t format, uint64_t roiX = 0) {
 
 } // namespace
 
-// Every kind of layout, random samples and ROIs at odd places, rows longer than the lanes, and every
+// Every kind of layout, random samples and ROIs at odd places, rows longer than the lanes, a ROI taller
+// than one block of rows with a part block at its end, frame counts that leave part groups, and every
 // instruction-set level: the same figures as the reference, and the same bits at every level.
 TEST(SNStatistics, RandomFramesMatchTheDefinitions) {
     std::mt19937 rng(2024);
@@ -145,24 +147,88 @@ TEST(SNStatistics, RandomFramesMatchTheDefinitions) {
                           {LxPixelFormat_Pol1BayerRGXC12, 12}, {LxPixelFormat_Pol1MonoY8, 8},
                           {LxPixelFormat_RGBa8, 8},          {LxPixelFormat_BGR12, 12},
                           {LxPixelFormat_YCbCr8, 8},         {LxPixelFormat_YCbCr422_8, 8}};
+    struct Shape {
+        size_t frames, width, height;
+        Roi roi;
+    };
+    const Shape shapes[] = {{11, 70, 9, {3, 1, 61, 7}}, {3, 40, 41, {1, 2, 37, 37}}};
+    const auto levels = lxcpu::FastLevels([](lxcpu::Level a) { return lxsn::RowForms().LevelAt(a); });
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.format);
-        const Roi roi{3, 1, 61, 7};
-        const Layout l = LayoutOf(c.format, roi.x);
-        const Frames f = RandomFrames(rng, 5, 70, 9, l, c.bits);
-        const std::vector<Record> portable = [&] {
-            lxcpu::ForcedLevel forced(lxcpu::Level::Portable);
-            return Measure(l, f, roi);
-        }();
-        ExpectNear(portable, Reference(l, f, roi));
-        for (lxcpu::Level level : lxcpu::FastLevels([](lxcpu::Level a) { return lxsn::RowForms().LevelAt(a); })) {
-            lxcpu::ForcedLevel forced(level);
-            const std::vector<Record> fast = Measure(l, f, roi);
-            ASSERT_EQ(fast.size(), portable.size());
-            for (size_t i = 0; i < fast.size(); ++i) {
-                EXPECT_EQ(fast[i].average, portable[i].average);
-                EXPECT_EQ(fast[i].temporalDeviation, portable[i].temporalDeviation);
-                EXPECT_EQ(fast[i].frameDeviation, portable[i].frameDeviation);
+        for (const Shape& shape : shapes) {
+            SCOPED_TRACE(c.format);
+            const Roi roi = shape.roi;
+            const Layout l = LayoutOf(c.format, roi.x);
+            const Frames f = RandomFrames(rng, shape.frames, shape.width, shape.height, l, c.bits);
+            const std::vector<Record> portable = [&] {
+                lxcpu::ForcedLevel forced(lxcpu::Level::Portable);
+                return Measure(l, f, roi);
+            }();
+            ExpectNear(portable, Reference(l, f, roi));
+            for (lxcpu::Level level : levels) {
+                lxcpu::ForcedLevel forced(level);
+                const std::vector<Record> fast = Measure(l, f, roi);
+                ASSERT_EQ(fast.size(), portable.size());
+                for (size_t i = 0; i < fast.size(); ++i) {
+                    EXPECT_EQ(fast[i].average, portable[i].average);
+                    EXPECT_EQ(fast[i].temporalDeviation, portable[i].temporalDeviation);
+                    EXPECT_EQ(fast[i].frameDeviation, portable[i].frameDeviation);
+                }
+            }
+        }
+    }
+}
+
+// The row kernels alone, every fast level against the portable one: all outputs to the bit, for
+// groups of every size, on lengths around the lane blocks, rows at odd addresses, sums that are
+// already large, and samples at the top of their range as well as random ones.
+TEST(SNStatistics, RowKernelsGiveThePortableSums) {
+    const auto levels = lxcpu::FastLevels([](lxcpu::Level a) { return lxsn::RowForms().LevelAt(a); });
+    if (levels.empty()) GTEST_SKIP() << "no fast form on this processor";
+    const lxsn::RowKernels& portable = []() -> const lxsn::RowKernels& {
+        lxcpu::ForcedLevel forced(lxcpu::Level::Portable);
+        return lxsn::RowForms().Get();
+    }();
+    std::mt19937 rng(99);
+    for (size_t frames = 1; frames <= lxsn::Group; ++frames) {
+        for (size_t n : {1u, 47u, 48u, 49u, 97u, 301u, 2447u}) {
+            const bool full = n == 2447 && frames == lxsn::Group;
+            std::vector<std::vector<uint8_t>> bytes(frames, std::vector<uint8_t>(n + 3));
+            std::vector<std::vector<uint16_t>> words(frames, std::vector<uint16_t>(n + 2));
+            const uint8_t* rows8[lxsn::Group];
+            const uint16_t* rows16[lxsn::Group];
+            for (size_t k = 0; k < frames; ++k) {
+                for (uint8_t& b : bytes[k]) b = full ? 0xFF : uint8_t(rng());
+                for (uint16_t& w : words[k]) w = full ? 0xFFFF : uint16_t(rng());
+                rows8[k] = bytes[k].data() + 1;
+                rows16[k] = words[k].data() + 1;
+            }
+            // Per-position sums as after many frames; lanes with some history.
+            std::vector<uint32_t> sum(n), sq32(n);
+            std::vector<uint64_t> sq64(n), lanes(frames * 2 * lxsn::Lanes);
+            for (size_t i = 0; i < n; ++i) {
+                sum[i] = rng() % (1u << 20);
+                sq32[i] = rng() % (1u << 28);
+                sq64[i] = (uint64_t(rng()) << 8) + rng();
+            }
+            for (uint64_t& v : lanes) v = (uint64_t(rng()) << 12) + rng();
+            auto run = [&](const lxsn::RowKernels& k) {
+                auto s8 = sum, q8 = sq32, s16 = sum;
+                auto q16 = sq64, l8 = lanes, l16 = lanes;
+                uint64_t* lanes8[lxsn::Group];
+                uint64_t* lanes16[lxsn::Group];
+                for (size_t f = 0; f < frames; ++f) {
+                    lanes8[f] = l8.data() + f * 2 * lxsn::Lanes;
+                    lanes16[f] = l16.data() + f * 2 * lxsn::Lanes;
+                }
+                k.row8(rows8, frames, n, s8.data(), q8.data(), lanes8);
+                k.row16(rows16, frames, n, s16.data(), q16.data(), lanes16);
+                return std::make_tuple(s8, q8, l8, s16, q16, l16);
+            };
+            const auto expected = run(portable);
+            for (lxcpu::Level level : levels) {
+                lxcpu::ForcedLevel forced(level);
+                EXPECT_TRUE(run(lxsn::RowForms().Get()) == expected)
+                    << lxcpu::LevelName(level) << " frames " << frames << " n " << n;
             }
         }
     }
