@@ -538,3 +538,40 @@ TEST(Polarization, FastWindowFormsEqualThePortableForm) {
     }
     EXPECT_GT(checked, 0u);
 }
+
+// The fast linear forms rest on bounds measured from each weight table: over a sweep of angles (tiny,
+// negative and unit weights among them) and images of extreme and random samples, every level gives
+// the portable result.
+TEST(Polarization, FastLinearFormsHoldOverAllAngles) {
+    const auto levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxpol::detail::KernelLevelAt(l); });
+    if (levels.empty()) GTEST_SKIP() << "no fast form runs on this processor";
+    std::mt19937 rng(77);
+    for (unsigned depth : {8u, 12u}) {
+        const uint32_t max = (1u << depth) - 1, w = 97, h = 3;
+        const size_t bytes = depth > 8 ? 2 : 1;
+        std::vector<uint8_t> in(w * h * bytes);
+        for (size_t i = 0; i < w * h; ++i) {
+            // Runs of 0 and of the maximum push sums past both ends; the rest is random.
+            const uint32_t v = i % 7 < 2 ? 0 : i % 7 < 4 ? max : rng() & max;
+            std::memcpy(in.data() + i * bytes, &v, bytes);
+        }
+        const lxpol::Plane src{in.data(), ptrdiff_t(w * bytes), w, h, depth > 8};
+        for (double angle = 0.0; angle < 180.0; angle += 0.37) {
+            lxpol::PolarizerWeightCache cache;
+            const auto table = cache.Acquire(depth, angle);
+            lxpol::Context c;
+            c.op = lxpol::Op::Linear;
+            c.depth = depth;
+            for (unsigned k = 0; k < 4; ++k) c.weights[k] = table->Slot(k);
+            auto run = [&](lxcpu::Level level) {
+                lxcpu::ForcedLevel forced(level);
+                std::vector<uint8_t> out(in.size());
+                lxpol::RunWindow(c, 3, src, {out.data(), ptrdiff_t(w * bytes), w, h, depth > 8});
+                return out;
+            };
+            const std::vector<uint8_t> want = run(lxcpu::Level::Portable);
+            for (lxcpu::Level level : levels)
+                ASSERT_EQ(run(level), want) << lxcpu::LevelName(level) << " depth " << depth << " angle " << angle;
+        }
+    }
+}
