@@ -1,6 +1,8 @@
 // Polarization transforms on a 5-megapixel image (2448 x 2048), Pol1Mono8 and Pol1Mono12, through the
 // exported converter, single thread, against memcpy of the output's bytes in the same run.
 //
+// The window kernels alone are measured at each instruction-set level in the same run (Kernel/...).
+//
 // Memory and build time of the Stokes tables are reported by StokesTablesFirstUse: the time of the
 // first degree and angle conversion of a depth (the tables are built then, once per process) and
 // the bytes the tables take.
@@ -9,6 +11,11 @@
 #include <lxapi/lxapi_ip.h>
 #include <lxapi/lxapi_tl.h>
 #include <lxapi/lxpixelformat.h>
+
+#include "kernels/cpudispatch.h"
+#include "polarization/polarkernels.h"
+#include "polarization/polarrows.h"
+#include "polarization/polartables.h"
 
 #include <benchmark/benchmark.h>
 
@@ -99,6 +106,35 @@ void StokesTablesFirstUse(benchmark::State& state, unsigned bits) {
     state.counters["MiB"] = ((n + 1) * (n + 1) * 4 + 4 * n * n * 2 + (4 * n) * 9) / (1024.0 * 1024.0);
 }
 
+// One window operation on raw planes at a forced level; 12-bit samples in words.
+void Kernel(benchmark::State& state, unsigned bits, lxpol::Op op, lxcpu::Level level) {
+    lxcpu::ForcedLevel forced(level);
+    if (lxpol::detail::KernelLevelAt(lxcpu::Active()) != level) {
+        state.SkipWithError("no form of this level runs here");
+        return;
+    }
+    const size_t sample = bits == 8 ? 1 : 2;
+    std::vector<uint8_t> in(W * H * sample), out(W * H * sample);
+    std::mt19937 rng(1);
+    for (size_t i = 0; i < W * H; ++i) {
+        const uint16_t v = uint16_t(rng() & ((1u << bits) - 1));
+        std::memcpy(in.data() + i * sample, &v, sample);
+    }
+    lxpol::PolarizerWeightCache weights;
+    const auto table = weights.Acquire(bits, 30.0);
+    lxpol::Context c;
+    c.op = op;
+    c.depth = bits;
+    for (unsigned k = 0; k < 4; ++k) c.weights[k] = table->Slot(k);
+    const lxpol::Plane src{in.data(), ptrdiff_t(W * sample), uint32_t(W), uint32_t(H), bits > 8};
+    const lxpol::Plane dst{out.data(), ptrdiff_t(W * sample), uint32_t(W), uint32_t(H), bits > 8};
+    for (auto _ : state) {
+        lxpol::RunWindow(c, 1, src, dst);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(out.size()));
+}
+
 const char* kNames[] = {"Off", "EachAngle", "SpecifiedAngleLinear", "Average", "Degree", "Angle",
                         "AngleAndDegreeColor", "Maximum", "Minimum", "Difference"};
 
@@ -117,6 +153,18 @@ int Register() {
                                          bits, method)
                 ->Unit(benchmark::kMillisecond);
     }
+    const std::pair<lxpol::Op, const char*> ops[] = {{lxpol::Op::Average, "Average"}, {lxpol::Op::Maximum, "Maximum"},
+                                                     {lxpol::Op::Minimum, "Minimum"}, {lxpol::Op::Difference, "Difference"},
+                                                     {lxpol::Op::Linear, "SpecifiedAngleLinear"}};
+    const std::pair<lxcpu::Level, const char*> levels[] = {
+        {lxcpu::Level::Portable, "portable"}, {lxcpu::Level::Avx2, "avx2"}, {lxcpu::Level::Avx512, "avx512"}};
+    for (unsigned bits : {8u, 12u})
+        for (const auto& [op, name] : ops)
+            for (const auto& [level, levelName] : levels)
+                benchmark::RegisterBenchmark(
+                    ("Kernel/Pol1Mono" + std::to_string(bits) + "/" + name + "/" + levelName).c_str(), Kernel, bits, op,
+                    level)
+                    ->Unit(benchmark::kMillisecond);
     return 0;
 }
 const int registered = Register();

@@ -3,12 +3,15 @@
 // once in a Pixel object, so that the inner loop reads tables and does integer arithmetic only
 // (Cosine excepted, which is double precision by definition).
 #include "polarkernels.h"
+#include "polarrows.h"
 #include "polartables.h"
 #include "support/lxalignedlines.h"
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstring>
+#include <type_traits>
 
 namespace lxpol {
 
@@ -154,16 +157,12 @@ Order OrderOf(uint32_t layout, uint32_t px, uint32_t py) {
 }
 
 // Average, maximum, minimum and difference do not depend on which pixel holds which angle: one
-// line of results is a plain function of two source lines, which the compiler vectorizes.
+// line of results is a plain function of two source lines.
 template <Op op>
 constexpr bool Symmetric = op == Op::Average || op == Op::Maximum || op == Op::Minimum || op == Op::Difference;
 
-template <Op op, class S, class D>
-void SymmetricLine(const uint8_t* line0, const uint8_t* line1, uint8_t* line, uint32_t cols, uint32_t max) {
-    const S* r0 = reinterpret_cast<const S*>(line0);
-    const S* r1 = reinterpret_cast<const S*>(line1);
-    D* out = reinterpret_cast<D*>(line);
-    const S m = S(max);
+template <Op op, class S>
+void SymmetricLine(const S* r0, const S* r1, S* out, uint32_t cols, S m) {
     for (uint32_t x = 0; x < cols; ++x) {
         // In the sample's own type, so that a vector holds as many samples as it can.
         S p = r0[x], q = r0[x + 1], r = r1[x], s = r1[x + 1];
@@ -172,28 +171,136 @@ void SymmetricLine(const uint8_t* line0, const uint8_t* line1, uint8_t* line, ui
         }
         if constexpr (op == Op::Average) {
             // At most 4 * 4095 + 2: a 16-bit sum holds it.
-            out[x] = D(uint16_t(uint16_t(p) + q + r + s + 2) >> 2);
+            out[x] = S(uint16_t(uint16_t(p) + q + r + s + 2) >> 2);
         } else {
             const S hi = std::max(std::max(p, q), std::max(r, s)), lo = std::min(std::min(p, q), std::min(r, s));
-            if constexpr (op == Op::Maximum) out[x] = D(hi);
-            else if constexpr (op == Op::Minimum) out[x] = D(lo);
-            else out[x] = D(S(hi - lo));
+            if constexpr (op == Op::Maximum) out[x] = hi;
+            else if constexpr (op == Op::Minimum) out[x] = lo;
+            else out[x] = S(hi - lo);
         }
     }
 }
 
+template <Op op>
+void SymmetricLine8(const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols) {
+    SymmetricLine<op, uint8_t>(r0, r1, out, cols, 255);
+}
+template <Op op>
+void SymmetricLine16(const uint16_t* r0, const uint16_t* r1, uint16_t* out, uint32_t cols, uint16_t max) {
+    SymmetricLine<op, uint16_t>(r0, r1, out, cols, max);
+}
+
+template <class S>
+void LinearLineOf(const S* r0, const S* r1, S* out, uint32_t cols, const detail::LinearLine& l) {
+    for (uint32_t x = 0; x < cols; ++x) out[x] = S(detail::LinearAt(l, r0, r1, x));
+}
+
+constexpr detail::RowKernels kPortable = {
+    {SymmetricLine8<Op::Average>, SymmetricLine8<Op::Maximum>, SymmetricLine8<Op::Minimum>,
+     SymmetricLine8<Op::Difference>},
+    {SymmetricLine16<Op::Average>, SymmetricLine16<Op::Maximum>, SymmetricLine16<Op::Minimum>,
+     SymmetricLine16<Op::Difference>},
+    LinearLineOf<uint8_t>,
+    LinearLineOf<uint16_t>,
+};
+
+const lxcpu::KernelForms<detail::RowKernels>& Forms() noexcept {
+    static const lxcpu::KernelForms<detail::RowKernels> forms(&kPortable, detail::Avx2Rows(), detail::Avx512Rows());
+    return forms;
+}
+
+// The affine part of a slot's weight table and the least and greatest deviation from it, in units of
+// 2^-15 (see LinearLine).
+struct AffinePart {
+    int32_t a = 0, f = 0;
+    int64_t lo = 0, hi = 0;
+};
+
+AffinePart AffineOf(const int32_t* w, uint32_t n) {
+    AffinePart p;
+    const double step = double(w[n - 1]) / double(n - 1), a = std::floor(step);
+    p.a = int32_t(std::clamp(a, -65536.0, 65536.0));
+    p.f = int32_t(std::clamp(std::floor((step - a) * 32768.0), 0.0, 32767.0));
+    const int64_t slope = int64_t(p.a) * 32768 + p.f;
+    p.lo = INT64_MAX, p.hi = INT64_MIN;
+    for (uint32_t v = 0; v < n; ++v) {
+        const int64_t e = int64_t(w[v]) * 32768 - int64_t(v) * slope;
+        p.lo = std::min(p.lo, e), p.hi = std::max(p.hi, e);
+    }
+    return p;
+}
+
+// The two line descriptions of the linear interpolation, for even and odd lines.
+void PrepareLinear(const Context& c, uint32_t layout, detail::LinearLine lines[2]) {
+    const uint32_t n = 1u << c.depth;
+    AffinePart parts[4];
+    int64_t lo = 0, hi = 0;
+    bool affine = true;
+    for (unsigned k = 0; k < 4; ++k) {
+        parts[k] = AffineOf(c.weights[k], n);
+        lo += parts[k].lo, hi += parts[k].hi;
+        affine = affine && parts[k].a >= INT16_MIN && parts[k].a <= INT16_MAX;
+    }
+    // The vector forms add the bounds to sums below 2^29 in 32-bit lanes.
+    affine = affine && lo >= -(int64_t(1) << 28) && hi <= (int64_t(1) << 28) && ((hi - lo) >> 15) < (1 << 14);
+    for (uint32_t py = 0; py < 2; ++py) {
+        detail::LinearLine& l = lines[py];
+        l.max = n - 1;
+        l.affine = affine;
+        l.lo = affine ? int32_t(lo) : 0;
+        l.hi = affine ? int32_t(hi) : 0;
+        l.span = affine ? int32_t((hi - lo) >> 15) : 0;
+        for (uint32_t px = 0; px < 2; ++px) {
+            const Order o = OrderOf(layout, px, py);
+            for (unsigned k = 0; k < 4; ++k) {
+                const uint8_t at = o.position[k];
+                l.weights[px][at] = c.weights[k];
+                l.a[px][at] = int16_t(affine ? parts[k].a : 0);
+                l.f[px][at] = int16_t(affine ? parts[k].f : 0);
+            }
+        }
+    }
+}
+
+// The window by lines: `line(r0, r1, out, cols, y)` writes the first w - 1 results of line y; the last
+// column copies the one before it, the last line the line before it.
+template <class D, class Line>
+void ByLines(const Plane& src, const Plane& dst, Line&& line) {
+    const uint32_t w = src.width, h = src.height;
+    const uint32_t rows = h > 1 ? h - 1 : 1;
+    for (uint32_t y = 0; y < rows; ++y) {
+        uint8_t* out = dst.Row(y);
+        line(src.Row(y), src.Row(h > 1 ? y + 1 : y), out, w - 1, y);
+        std::memcpy(out + (w - 1) * sizeof(D), out + (w - 2) * sizeof(D), sizeof(D));
+    }
+    if (h > 1) std::memcpy(dst.Row(h - 1), dst.Row(h - 2), size_t(w) * sizeof(D));
+}
+
 template <Op op, class S, class D>
 void WindowLoop(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
-    if constexpr (Symmetric<op>) {
+    if constexpr ((Symmetric<op> || op == Op::Linear) && std::is_same_v<S, D>) {
+        // Equal depths (no table): the line kernels of the dispatcher's level.
         if (!c.depthTable && src.width > 1) {
-            const uint32_t w = src.width, h = src.height, max = (1u << c.depth) - 1;
-            const uint32_t rows = h > 1 ? h - 1 : 1;
-            for (uint32_t y = 0; y < rows; ++y) {
-                uint8_t* out = dst.Row(y);
-                SymmetricLine<op, S, D>(src.Row(y), src.Row(h > 1 ? y + 1 : y), out, w - 1, max);
-                std::memcpy(out + (w - 1) * sizeof(D), out + (w - 2) * sizeof(D), sizeof(D));
+            const detail::RowKernels& k = Forms().Get();
+            if constexpr (op == Op::Linear) {
+                detail::LinearLine lines[2];
+                PrepareLinear(c, layout, lines);
+                ByLines<D>(src, dst, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t y) {
+                    if constexpr (sizeof(S) == 1) k.linear8(r0, r1, out, cols, lines[y & 1]);
+                    else
+                        k.linear16(reinterpret_cast<const uint16_t*>(r0), reinterpret_cast<const uint16_t*>(r1),
+                                   reinterpret_cast<uint16_t*>(out), cols, lines[y & 1]);
+                });
+            } else {
+                constexpr size_t i = op == Op::Average ? 0 : op == Op::Maximum ? 1 : op == Op::Minimum ? 2 : 3;
+                const uint16_t max = uint16_t((1u << c.depth) - 1);
+                ByLines<D>(src, dst, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t) {
+                    if constexpr (sizeof(S) == 1) k.symmetric8[i](r0, r1, out, cols);
+                    else
+                        k.symmetric16[i](reinterpret_cast<const uint16_t*>(r0), reinterpret_cast<const uint16_t*>(r1),
+                                         reinterpret_cast<uint16_t*>(out), cols, max);
+                });
             }
-            if (h > 1) std::memcpy(dst.Row(h - 1), dst.Row(h - 2), size_t(w) * sizeof(D));
             return;
         }
     }
@@ -372,6 +479,11 @@ size_t RowBytes(const Plane& p, unsigned samples = 1) { return size_t(p.width) *
 unsigned DestinationSamples(const Context& c) { return c.op == Op::Color ? c.dstStep : 1; }
 
 } // namespace
+
+namespace detail {
+const RowKernels& PortableRows() noexcept { return kPortable; }
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept { return Forms().LevelAt(allowed); }
+} // namespace detail
 
 void RunWindow(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
     if (src.width == 0 || src.height == 0 || layout < 1 || layout > 8) return;

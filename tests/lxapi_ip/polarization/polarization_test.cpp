@@ -4,7 +4,9 @@
 // from the weights directly rather than from 14-bit tables, within 1.
 #include "convertertest.h"
 #include "lxconversiontable.h"
+#include "kernels/cpudispatch.h"
 #include "polarization/polarkernels.h"
+#include "polarization/polarrows.h"
 #include "polarization/polartables.h"
 
 #include <includeinside/ilximageinside.h>
@@ -475,4 +477,101 @@ TEST(Polarization, WeightCacheKeepsATableInUse) {
     auto grid = cache.Acquire(10, 45.0);
     EXPECT_EQ(grid->Slot(1)[1023], 1023 * 16384);
     EXPECT_EQ(grid->Slot(0)[1023], 0);
+}
+
+// Every fast form of the window kernels gives the portable results bit for bit: random images of odd
+// sizes with padded lines and odd pitches (word lines on odd addresses), word samples above the
+// depth's maximum, every layout, the linear interpolation at angles on and off the grid, and a
+// destination filled from its last line up. The padding of the destination stays as it was.
+TEST(Polarization, FastWindowFormsEqualThePortableForm) {
+    const auto levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxpol::detail::KernelLevelAt(l); });
+    if (levels.empty()) GTEST_SKIP() << "no fast form runs on this processor";
+    std::mt19937 rng(31);
+    lxpol::PolarizerWeightCache cache;
+    struct Shape {
+        uint32_t w, h;
+        size_t pad;
+    };
+    const Shape shapes[] = {{517, 9, 3}, {70, 5, 0}, {2, 3, 1}, {129, 4, 5}, {33, 1, 1}, {66, 2, 7}};
+    const lxpol::Op ops[] = {lxpol::Op::Average, lxpol::Op::Maximum, lxpol::Op::Minimum, lxpol::Op::Difference,
+                             lxpol::Op::Linear};
+    size_t checked = 0;
+    for (unsigned depth : {8u, 10u, 12u}) {
+        const size_t bytes = depth > 8 ? 2 : 1, shift = bytes - 1; // word planes start on an odd address
+        const uint32_t max = (1u << depth) - 1;
+        for (const Shape& s : shapes) {
+            const size_t pitch = s.w * bytes + s.pad;
+            std::vector<uint8_t> in(pitch * s.h + 1);
+            for (uint32_t y = 0; y < s.h; ++y)
+                for (uint32_t x = 0; x < s.w; ++x) {
+                    const uint32_t v = rng() % (max + 1 + max / 8);
+                    std::memcpy(in.data() + shift + y * pitch + x * bytes, &v, bytes);
+                }
+            const lxpol::Plane src{in.data() + shift, ptrdiff_t(pitch), s.w, s.h, depth > 8};
+            for (lxpol::Op op : ops)
+                for (double angle : op == lxpol::Op::Linear ? std::vector<double>{0, 30, 67.5, 100, 135, 171.3}
+                                                           : std::vector<double>{0})
+                    for (uint32_t layout = 1; layout <= 8; ++layout) {
+                        const auto table = cache.Acquire(depth, angle);
+                        lxpol::Context c;
+                        c.op = op;
+                        c.depth = depth;
+                        for (unsigned k = 0; k < 4; ++k) c.weights[k] = table->Slot(k);
+                        const bool flip = layout & 1;
+                        auto run = [&](lxcpu::Level level) {
+                            lxcpu::ForcedLevel forced(level);
+                            std::vector<uint8_t> out(pitch * s.h + 1, 0xA5);
+                            lxpol::Plane dst{out.data() + shift, ptrdiff_t(pitch), s.w, s.h, depth > 8};
+                            if (flip) dst.data += (s.h - 1) * pitch, dst.pitch = -dst.pitch;
+                            lxpol::RunWindow(c, layout, src, dst);
+                            return out;
+                        };
+                        const std::vector<uint8_t> want = run(lxcpu::Level::Portable);
+                        for (lxcpu::Level level : levels) {
+                            ASSERT_EQ(run(level), want) << lxcpu::LevelName(level) << " op " << int(op) << " depth "
+                                                        << depth << " " << s.w << "x" << s.h << " layout " << layout
+                                                        << " angle " << angle;
+                            ++checked;
+                        }
+                    }
+        }
+    }
+    EXPECT_GT(checked, 0u);
+}
+
+// The fast linear forms rest on bounds measured from each weight table: over a sweep of angles (tiny,
+// negative and unit weights among them) and images of extreme and random samples, every level gives
+// the portable result.
+TEST(Polarization, FastLinearFormsHoldOverAllAngles) {
+    const auto levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxpol::detail::KernelLevelAt(l); });
+    if (levels.empty()) GTEST_SKIP() << "no fast form runs on this processor";
+    std::mt19937 rng(77);
+    for (unsigned depth : {8u, 12u}) {
+        const uint32_t max = (1u << depth) - 1, w = 97, h = 3;
+        const size_t bytes = depth > 8 ? 2 : 1;
+        std::vector<uint8_t> in(w * h * bytes);
+        for (size_t i = 0; i < w * h; ++i) {
+            // Runs of 0 and of the maximum push sums past both ends; the rest is random.
+            const uint32_t v = i % 7 < 2 ? 0 : i % 7 < 4 ? max : rng() & max;
+            std::memcpy(in.data() + i * bytes, &v, bytes);
+        }
+        const lxpol::Plane src{in.data(), ptrdiff_t(w * bytes), w, h, depth > 8};
+        for (double angle = 0.0; angle < 180.0; angle += 0.37) {
+            lxpol::PolarizerWeightCache cache;
+            const auto table = cache.Acquire(depth, angle);
+            lxpol::Context c;
+            c.op = lxpol::Op::Linear;
+            c.depth = depth;
+            for (unsigned k = 0; k < 4; ++k) c.weights[k] = table->Slot(k);
+            auto run = [&](lxcpu::Level level) {
+                lxcpu::ForcedLevel forced(level);
+                std::vector<uint8_t> out(in.size());
+                lxpol::RunWindow(c, 3, src, {out.data(), ptrdiff_t(w * bytes), w, h, depth > 8});
+                return out;
+            };
+            const std::vector<uint8_t> want = run(lxcpu::Level::Portable);
+            for (lxcpu::Level level : levels)
+                ASSERT_EQ(run(level), want) << lxcpu::LevelName(level) << " depth " << depth << " angle " << angle;
+        }
+    }
 }

@@ -1,0 +1,85 @@
+// The line kernels of the sliding window that have vector forms: the symmetric operations (average,
+// maximum, minimum, difference) and the linear angle interpolation, for equal source and destination
+// depths (no depth table). One table of function pointers per instruction-set level, chosen through
+// the processor dispatcher; every form gives the portable form's results bit for bit.
+//
+// A line kernel writes out[x] for x < cols from the window (l0[x], l0[x + 1], l1[x], l1[x + 1]);
+// both source lines hold cols + 1 samples. Word samples above `max` count as `max`.
+#pragma once
+
+#include "kernels/cpudispatch.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace lxpol::detail {
+
+// Linear interpolation of one line. Window positions 0..3 are (x, y), (x + 1, y), (x, y + 1),
+// (x + 1, y + 1); the slot at a position depends on the parity of x (the line's parity is fixed).
+//
+// The vector forms do not read the tables per pixel. The weight table of a slot is close to an
+// affine function of the sample: 2^15 W[v] = v (2^15 a + f) + e(v) with a small deviation e whose
+// least and greatest values over the whole table are known. With X = sum v a and Y = sum v f over
+// the four positions, the exact sum S of the four table entries is an integer within
+// [X + ceil((Y + lo) / 2^15), X + floor((Y + hi) / 2^15)], lo and hi the sums of the slots' least and
+// greatest deviations; that range is at most `span` = floor((hi - lo) / 2^15) wide. The result depends
+// only on floor(S / 2^14): where no multiple of 2^14 lies in (least, least + span] (all but a few
+// pixels in ten thousand) the least sum gives the result; elsewhere the pixel is looked up in the tables.
+struct LinearLine {
+    const int32_t* weights[2][4] = {}; // [x parity][position]: the table of the slot there
+    int16_t a[2][4] = {}, f[2][4] = {}; // the affine parts of those tables
+    int32_t lo = 0, hi = 0;              // deviation bounds, in units of 2^-15
+    int32_t span = 0;                    // below 2^14
+    uint32_t max = 255;
+    bool affine = false; // the affine parts and bounds are usable; otherwise the vector forms look up
+};
+
+// The result of one window from its four samples (already clamped) by the tables.
+inline uint32_t LinearValue(const LinearLine& l, uint32_t parity, uint32_t v0, uint32_t v1, uint32_t v2, uint32_t v3) {
+    const int32_t* const* w = l.weights[parity];
+    const int32_t sum = w[0][v0] + w[1][v1] + w[2][v2] + w[3][v3];
+    if (sum < 0) return 0;
+    if (sum > int32_t(l.max << 14)) return l.max;
+    return uint32_t(sum) >> 14;
+}
+
+// One window at x of a line, read from the lines.
+template <class S>
+inline uint32_t LinearAt(const LinearLine& l, const S* l0, const S* l1, uint32_t x) {
+    auto c = [&](uint32_t v) { return v < l.max ? v : l.max; };
+    return LinearValue(l, x & 1, c(l0[x]), c(l0[x + 1]), c(l1[x]), c(l1[x + 1]));
+}
+
+// The windows of a vector step at x whose range of sums straddles a result, looked up in the tables:
+// bit j of `differ` is the window x + 2j, bit lanes + j the window x + 2j + 1.
+template <uint32_t lanes, class S>
+void Repair(const S* l0, const S* l1, S* out, uint32_t x, uint32_t differ, const LinearLine& l) {
+    while (differ) {
+        const uint32_t bit = uint32_t(__builtin_ctz(differ));
+        differ &= differ - 1;
+        const uint32_t at = x + (bit % lanes) * 2 + bit / lanes;
+        out[at] = S(LinearAt(l, l0, l1, at));
+    }
+}
+
+using SymmetricRow8 = void (*)(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols);
+using SymmetricRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, uint16_t max);
+using LinearRow8 = void (*)(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const LinearLine& l);
+using LinearRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols,
+                             const LinearLine& l);
+
+struct RowKernels {
+    SymmetricRow8 symmetric8[4];   // Average, Maximum, Minimum, Difference
+    SymmetricRow16 symmetric16[4]; // the same
+    LinearRow8 linear8;
+    LinearRow16 linear16;
+};
+
+const RowKernels& PortableRows() noexcept;
+const RowKernels* Avx2Rows() noexcept;   // null where this build has no such form
+const RowKernels* Avx512Rows() noexcept; // null where this build has no such form
+
+// The level of the form that runs when `allowed` is the dispatcher's level.
+lxcpu::Level KernelLevelAt(lxcpu::Level allowed) noexcept;
+
+} // namespace lxpol::detail

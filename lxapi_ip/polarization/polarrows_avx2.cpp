@@ -1,0 +1,163 @@
+// The AVX2 line kernels of the sliding window. The windows at even columns take their pairs of
+// samples from a load at x, those at odd columns from a load at x + 1, so that every 32-bit lane
+// holds the two samples of one window line side by side: byte pairs are summed by one multiply-add,
+// word pairs weighted by another, and the even and odd results interleave by a shift and an or.
+// Built with -mavx2 alone and entered only after the dispatcher found AVX2.
+#include "polarrows.h"
+
+#if defined(__x86_64__) && defined(__AVX2__)
+
+#include <immintrin.h>
+
+namespace lxpol::detail {
+namespace {
+
+inline __m256i Load(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
+inline void Store(void* p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
+
+// ---- average, maximum, minimum, difference ----
+
+template <size_t op>
+inline __m256i Extreme8(__m256i p, __m256i q, __m256i r, __m256i s) {
+    const __m256i hi = _mm256_max_epu8(_mm256_max_epu8(p, q), _mm256_max_epu8(r, s));
+    const __m256i lo = _mm256_min_epu8(_mm256_min_epu8(p, q), _mm256_min_epu8(r, s));
+    if constexpr (op == 1) return hi;
+    else if constexpr (op == 2) return lo;
+    else return _mm256_sub_epi8(hi, lo);
+}
+
+template <size_t op>
+void Symmetric8(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols) {
+    uint32_t x = 0;
+    if constexpr (op == 0) {
+        // Pair sums of bytes by a multiply-add with ones: lanes of the load at x give the even windows,
+        // of the load at x + 1 the odd ones.
+        const __m256i ones = _mm256_set1_epi8(1), two = _mm256_set1_epi16(2);
+        for (; x + 32 <= cols; x += 32) {
+            const __m256i even = _mm256_add_epi16(_mm256_maddubs_epi16(Load(l0 + x), ones),
+                                                  _mm256_maddubs_epi16(Load(l1 + x), ones));
+            const __m256i odd = _mm256_add_epi16(_mm256_maddubs_epi16(Load(l0 + x + 1), ones),
+                                                 _mm256_maddubs_epi16(Load(l1 + x + 1), ones));
+            const __m256i e = _mm256_srli_epi16(_mm256_add_epi16(even, two), 2);
+            const __m256i o = _mm256_slli_epi16(_mm256_srli_epi16(_mm256_add_epi16(odd, two), 2), 8);
+            Store(out + x, _mm256_or_si256(e, o));
+        }
+    } else {
+        for (; x + 32 <= cols; x += 32)
+            Store(out + x, Extreme8<op>(Load(l0 + x), Load(l0 + x + 1), Load(l1 + x), Load(l1 + x + 1)));
+    }
+    PortableRows().symmetric8[op](l0 + x, l1 + x, out + x, cols - x);
+}
+
+template <size_t op>
+void Symmetric16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, uint16_t max) {
+    const __m256i m = _mm256_set1_epi16(int16_t(max)), two = _mm256_set1_epi16(2);
+    uint32_t x = 0;
+    for (; x + 16 <= cols; x += 16) {
+        const __m256i p = _mm256_min_epu16(Load(l0 + x), m), q = _mm256_min_epu16(Load(l0 + x + 1), m);
+        const __m256i r = _mm256_min_epu16(Load(l1 + x), m), s = _mm256_min_epu16(Load(l1 + x + 1), m);
+        __m256i v;
+        if constexpr (op == 0) {
+            v = _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(p, q), _mm256_add_epi16(_mm256_add_epi16(r, s), two)), 2);
+        } else {
+            const __m256i hi = _mm256_max_epu16(_mm256_max_epu16(p, q), _mm256_max_epu16(r, s));
+            const __m256i lo = _mm256_min_epu16(_mm256_min_epu16(p, q), _mm256_min_epu16(r, s));
+            v = op == 1 ? hi : op == 2 ? lo : _mm256_sub_epi16(hi, lo);
+        }
+        Store(out + x, v);
+    }
+    PortableRows().symmetric16[op](l0 + x, l1 + x, out + x, cols - x, max);
+}
+
+// ---- linear interpolation ----
+
+// The constants of a line: the affine parts of the positions (0, 1) and (2, 3) as word pairs, for the
+// even and the odd windows.
+struct LinearConstants {
+    __m256i a01[2], a23[2], f01[2], f23[2];
+    __m256i lo, span, low14, top, zero;
+    explicit LinearConstants(const LinearLine& l) {
+        auto pair = [](int16_t p, int16_t q) { return _mm256_set1_epi32(int32_t(uint16_t(p)) | int32_t(uint32_t(uint16_t(q)) << 16)); };
+        for (int i = 0; i < 2; ++i) {
+            a01[i] = pair(l.a[i][0], l.a[i][1]), a23[i] = pair(l.a[i][2], l.a[i][3]);
+            f01[i] = pair(l.f[i][0], l.f[i][1]), f23[i] = pair(l.f[i][2], l.f[i][3]);
+        }
+        lo = _mm256_set1_epi32(l.lo + 32767); // the ceiling of the division below
+        span = _mm256_set1_epi32(l.span);
+        low14 = _mm256_set1_epi32(0x3FFF);
+        top = _mm256_set1_epi32(int32_t(l.max << 14));
+        zero = _mm256_setzero_si256();
+    }
+    // Results of eight windows at one parity from their word pairs of line 0 and line 1; `unsure` has
+    // all ones in the lanes whose range of sums holds a multiple of 2^14 above its least sum.
+    __m256i Results(__m256i w0, __m256i w1, int parity, __m256i& unsure) const {
+        const __m256i x = _mm256_add_epi32(_mm256_madd_epi16(w0, a01[parity]), _mm256_madd_epi16(w1, a23[parity]));
+        const __m256i y = _mm256_add_epi32(_mm256_madd_epi16(w0, f01[parity]), _mm256_madd_epi16(w1, f23[parity]));
+        const __m256i least = _mm256_add_epi32(x, _mm256_srai_epi32(_mm256_add_epi32(y, lo), 15));
+        unsure = _mm256_cmpgt_epi32(span, _mm256_and_si256(_mm256_add_epi32(least, span), low14));
+        return _mm256_srli_epi32(_mm256_min_epi32(_mm256_max_epi32(least, zero), top), 14);
+    }
+};
+
+inline uint32_t Differ(__m256i unsureEven, __m256i unsureOdd) {
+    const uint32_t e = uint32_t(_mm256_movemask_ps(_mm256_castsi256_ps(unsureEven)));
+    const uint32_t o = uint32_t(_mm256_movemask_ps(_mm256_castsi256_ps(unsureOdd)));
+    return e | o << 8;
+}
+
+void Linear8(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const LinearLine& l) {
+    uint32_t x = 0;
+    if (l.affine) {
+        const LinearConstants k(l);
+        auto words = [](const uint8_t* p) { return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); };
+        for (; x + 16 <= cols; x += 16) {
+            __m256i unsureEven, unsureOdd;
+            const __m256i e = k.Results(words(l0 + x), words(l1 + x), 0, unsureEven);
+            const __m256i o = k.Results(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
+            // Lane j holds the bytes of windows x + 2j and x + 2j + 1 in its low word.
+            const __m256i v = _mm256_or_si256(e, _mm256_slli_epi32(o, 8));
+            const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(v, v), 0x08);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), _mm256_castsi256_si128(packed));
+            if (const uint32_t differ = Differ(unsureEven, unsureOdd)) Repair<8>(l0, l1, out, x, differ, l);
+        }
+    }
+    PortableRows().linear8(l0 + x, l1 + x, out + x, cols - x, l); // x is even: the parities stay
+}
+
+void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, const LinearLine& l) {
+    uint32_t x = 0;
+    if (l.affine) {
+        const LinearConstants k(l);
+        const __m256i m = _mm256_set1_epi16(int16_t(l.max));
+        auto words = [&](const uint16_t* p) { return _mm256_min_epu16(Load(p), m); };
+        for (; x + 16 <= cols; x += 16) {
+            __m256i unsureEven, unsureOdd;
+            const __m256i e = k.Results(words(l0 + x), words(l1 + x), 0, unsureEven);
+            const __m256i o = k.Results(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
+            Store(out + x, _mm256_or_si256(e, _mm256_slli_epi32(o, 16)));
+            if (const uint32_t differ = Differ(unsureEven, unsureOdd)) Repair<8>(l0, l1, out, x, differ, l);
+        }
+    }
+    PortableRows().linear16(l0 + x, l1 + x, out + x, cols - x, l);
+}
+
+constexpr RowKernels kAvx2 = {
+    {Symmetric8<0>, Symmetric8<1>, Symmetric8<2>, Symmetric8<3>},
+    {Symmetric16<0>, Symmetric16<1>, Symmetric16<2>, Symmetric16<3>},
+    Linear8,
+    Linear16,
+};
+
+} // namespace
+
+const RowKernels* Avx2Rows() noexcept { return &kAvx2; }
+
+} // namespace lxpol::detail
+
+#else
+
+namespace lxpol::detail {
+const RowKernels* Avx2Rows() noexcept { return nullptr; }
+} // namespace lxpol::detail
+
+#endif

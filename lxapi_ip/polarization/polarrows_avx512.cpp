@@ -1,0 +1,117 @@
+// The AVX-512 line kernels of the sliding window (F, BW, VL, VBMI): the linear interpolation of the AVX2
+// form on 512-bit registers, 32 windows per step; the symmetric lines of the AVX2 form. Built with the AVX-512 flags alone and entered only
+// after the dispatcher found the instruction set.
+#include "polarrows.h"
+
+#if defined(__x86_64__) && defined(__AVX512BW__) && defined(__AVX512VBMI__)
+
+#include <immintrin.h>
+
+namespace lxpol::detail {
+namespace {
+
+// The 32-bit forms below through an all-ones mask: the plain forms take an undefined source that
+// g++ 12 warns about.
+constexpr __mmask16 kAll = 0xFFFF;
+inline __m512i Srai(__m512i v, unsigned n) { return _mm512_maskz_srai_epi32(kAll, v, n); }
+inline __m512i Clamp(__m512i v, __m512i lo, __m512i hi) {
+    return _mm512_maskz_min_epi32(kAll, _mm512_maskz_max_epi32(kAll, v, lo), hi);
+}
+
+inline __m512i Load(const void* p) { return _mm512_loadu_si512(p); }
+inline void Store(void* p, __m512i v) { _mm512_storeu_si512(p, v); }
+
+// See the AVX2 form: the same sums on sixteen windows of one parity.
+struct LinearConstants {
+    __m512i a01[2], a23[2], f01[2], f23[2];
+    __m512i lo, span, low14, top, zero;
+    explicit LinearConstants(const LinearLine& l) {
+        auto pair = [](int16_t p, int16_t q) { return _mm512_set1_epi32(int32_t(uint16_t(p)) | int32_t(uint32_t(uint16_t(q)) << 16)); };
+        for (int i = 0; i < 2; ++i) {
+            a01[i] = pair(l.a[i][0], l.a[i][1]), a23[i] = pair(l.a[i][2], l.a[i][3]);
+            f01[i] = pair(l.f[i][0], l.f[i][1]), f23[i] = pair(l.f[i][2], l.f[i][3]);
+        }
+        lo = _mm512_set1_epi32(l.lo + 32767);
+        span = _mm512_set1_epi32(l.span);
+        low14 = _mm512_set1_epi32(0x3FFF);
+        top = _mm512_set1_epi32(int32_t(l.max));
+        zero = _mm512_setzero_si512();
+    }
+    // floor(least / 2^14), not yet clamped.
+    __m512i Floors(__m512i w0, __m512i w1, int parity, __mmask16& unsure) const {
+        const __m512i x = _mm512_add_epi32(_mm512_madd_epi16(w0, a01[parity]), _mm512_madd_epi16(w1, a23[parity]));
+        const __m512i y = _mm512_add_epi32(_mm512_madd_epi16(w0, f01[parity]), _mm512_madd_epi16(w1, f23[parity]));
+        const __m512i least = _mm512_add_epi32(x, Srai(_mm512_add_epi32(y, lo), 15));
+        unsure = _mm512_cmplt_epi32_mask(_mm512_and_si512(_mm512_add_epi32(least, span), low14), span);
+        return Srai(least, 14);
+    }
+    __m512i Results(__m512i w0, __m512i w1, int parity, __mmask16& unsure) const {
+        return Clamp(Floors(w0, w1, parity, unsure), zero, top);
+    }
+};
+
+void Linear8(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const LinearLine& l) {
+    uint32_t x = 0;
+    if (l.affine) {
+        const LinearConstants k(l);
+        // After the packs, 128-bit lane k holds the even windows 4k..4k+3, then the odd ones.
+        alignas(64) uint8_t index[64] = {};
+        for (int i = 0; i < 32; ++i) index[i] = uint8_t(16 * (i / 8) + (i & 1) * 4 + (i / 2) % 4);
+        const __m512i order = _mm512_load_si512(index);
+        auto words = [](const uint8_t* p) { return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))); };
+        for (; x + 32 <= cols; x += 32) {
+            __mmask16 unsureEven, unsureOdd;
+            const __m512i e = k.Floors(words(l0 + x), words(l1 + x), 0, unsureEven);
+            const __m512i o = k.Floors(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
+            // The saturating packs clamp to 0..255; then the even and odd bytes are interleaved.
+            const __m512i bytes = _mm512_packus_epi16(_mm512_packus_epi32(e, o), _mm512_setzero_si512());
+            _mm512_mask_storeu_epi8(out + x, 0xFFFFFFFFu, _mm512_maskz_permutexvar_epi8(~__mmask64(0), order, bytes));
+            if (const uint32_t differ = uint32_t(unsureEven) | uint32_t(unsureOdd) << 16)
+                Repair<16>(l0, l1, out, x, differ, l);
+        }
+    }
+    PortableRows().linear8(l0 + x, l1 + x, out + x, cols - x, l); // x is even: the parities stay
+}
+
+void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, const LinearLine& l) {
+    uint32_t x = 0;
+    if (l.affine) {
+        const LinearConstants k(l);
+        const __m512i m = _mm512_set1_epi16(int16_t(l.max));
+        auto words = [&](const uint16_t* p) { return _mm512_min_epu16(Load(p), m); };
+        for (; x + 32 <= cols; x += 32) {
+            __mmask16 unsureEven, unsureOdd;
+            const __m512i e = k.Results(words(l0 + x), words(l1 + x), 0, unsureEven);
+            const __m512i o = k.Results(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
+            Store(out + x, _mm512_or_si512(e, _mm512_maskz_slli_epi32(kAll, o, 16)));
+            if (const uint32_t differ = uint32_t(unsureEven) | uint32_t(unsureOdd) << 16)
+                Repair<16>(l0, l1, out, x, differ, l);
+        }
+    }
+    PortableRows().linear16(l0 + x, l1 + x, out + x, cols - x, l);
+}
+
+} // namespace
+
+// The symmetric lines are the AVX2 ones: the 64-byte loads at x + 1, which all cross a cache line,
+// made the wider forms slower than the AVX2 ones on the processors measured.
+const RowKernels* Avx512Rows() noexcept {
+    static const RowKernels rows = [] {
+        const RowKernels* avx2 = Avx2Rows();
+        RowKernels r = avx2 ? *avx2 : PortableRows();
+        r.linear8 = Linear8;
+        r.linear16 = Linear16;
+        return r;
+    }();
+    return &rows;
+}
+
+} // namespace lxpol::detail
+
+#else
+
+namespace lxpol::detail {
+const RowKernels* Avx512Rows() noexcept { return nullptr; }
+} // namespace lxpol::detail
+
+#endif
