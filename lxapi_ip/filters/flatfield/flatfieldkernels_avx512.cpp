@@ -9,13 +9,7 @@
 #include <type_traits>
 
 #if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512VL__)
-// GCC 12 takes the _mm512_undefined_epi32() operand of its own 512-bit intrinsics for an
-// uninitialised variable; the operand is a don't-care by definition.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-#include <immintrin.h>
+#include "kernels/lxavx512.h"
 
 namespace lxff {
 namespace {
