@@ -9,6 +9,8 @@
 // and reaches it exactly where the 32-bit pull would stop at G.
 #include "chromakernels.h"
 
+#include "kernels/lxpixelgroup512.h"
+
 #include <immintrin.h>
 
 namespace lxchroma::detail {
@@ -83,17 +85,8 @@ void Lines(const Image& im, const Params& p) {
     for (size_t y = 0; y < im.height; ++y) {
         uint8_t* line = im.base + y * im.pitch;
         for (size_t x = 0; x < im.width; x += 64) {
-            uint8_t* px = line + x * Step;
-            const size_t bytes = (im.width - x < 64 ? im.width - x : 64) * Step;
-            __mmask64 m[Step];
-            __m512i d[Step];
-            for (size_t q = 0; q < Step; ++q) {
-                m[q] = bytes >= 64 * (q + 1) ? ~__mmask64(0)
-                       : bytes > 64 * q      ? (__mmask64(1) << (bytes - 64 * q)) - 1
-                                             : 0;
-                d[q] = bytes == 64 * Step ? _mm512_loadu_si512(px + 64 * q)
-                                          : _mm512_maskz_loadu_epi8(m[q], px + 64 * q);
-            }
+            lxkernels::PixelGroup512<Step> group(line + x * Step, im.width - x);
+            __m512i (&d)[Step] = group.v;
             __m512i br[2];
             for (size_t h = 0; h < 2; ++h) {
                 const __m512i lo = d[l.window[h]], hi = d[l.window[h] + 1];
@@ -105,10 +98,7 @@ void Lines(const Image& im, const Params& p) {
                 const size_t first = (64 * q / Step) / 32, last = ((64 * q + 63) / Step) / 32;
                 for (size_t h = first; h <= last; ++h)
                     d[q] = _mm512_mask_permutexvar_epi8(d[q], l.putMask[q][h], put[q][h], br[h]);
-                if (bytes == 64 * Step)
-                    _mm512_storeu_si512(px + 64 * q, d[q]);
-                else
-                    _mm512_mask_storeu_epi8(px + 64 * q, m[q], d[q]);
+                group.Store(q);
             }
         }
     }

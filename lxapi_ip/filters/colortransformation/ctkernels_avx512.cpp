@@ -9,6 +9,8 @@
 // sum is negative (0), above 255 (255) or the low byte itself. Other tables go to the AVX2 form.
 #include "ctkernels.h"
 
+#include "kernels/lxpixelgroup512.h"
+
 #include <immintrin.h>
 
 #include <cstdint>
@@ -117,17 +119,8 @@ void Lines(const Image& im, const Layout<Step>& l) {
     for (size_t y = 0; y < im.height; ++y) {
         uint8_t* line = im.base + y * im.pitch;
         for (size_t x = 0; x < im.width; x += 64) {
-            uint8_t* px = line + x * Step;
-            const size_t bytes = (im.width - x < 64 ? im.width - x : 64) * Step;
-            __mmask64 m[Step];
-            __m512i d[Step];
-            for (size_t q = 0; q < Step; ++q) {
-                m[q] = bytes >= 64 * (q + 1) ? ~__mmask64(0)
-                       : bytes > 64 * q      ? (__mmask64(1) << (bytes - 64 * q)) - 1
-                                             : 0;
-                d[q] = bytes == 64 * Step ? _mm512_loadu_si512(px + 64 * q)
-                                          : _mm512_maskz_loadu_epi8(m[q], px + 64 * q);
-            }
+            lxkernels::PixelGroup512<Step> group(line + x * Step, im.width - x);
+            __m512i (&d)[Step] = group.v;
             __m512i index[3];
             __mmask64 top[3];
             for (size_t s = 0; s < 3; ++s) {
@@ -160,12 +153,7 @@ void Lines(const Image& im, const Layout<Step>& l) {
                 }
                 d[q] = _mm512_mask_permutexvar_epi8(d[q], l.putMask[q][2], put[q], out[2]);
             }
-            for (size_t q = 0; q < Step; ++q) {
-                if (bytes == 64 * Step)
-                    _mm512_storeu_si512(px + 64 * q, d[q]);
-                else
-                    _mm512_mask_storeu_epi8(px + 64 * q, m[q], d[q]);
-            }
+            for (size_t q = 0; q < Step; ++q) group.Store(q);
         }
     }
 }
