@@ -389,8 +389,9 @@ TEST(NoiseFilter, UnsupportedFormatsAndInfo) {
 }
 
 // Threads filter with the stored image while another thread calibrates anew, again and again: each
-// call works on a stored image that stays alive for it (the sanitizer builds prove it), and each image
-// is either subtracted or, while calibration is on, passed as it was.
+// call works on a stored image that stays alive for it (the sanitizer builds prove it). Each image is
+// either subtracted or, while calibration is on, passed as it was and taken as the dark image; so the
+// dark image is the calibrating thread's (3) or a filtering thread's (50), and a result is 47 or 0.
 TEST(NoiseFilter, CalibrationWhileOthersFilter) {
     Noise n;
     n.typed->SetNoiseReductionMode(LxNoiseReductionMode_SubtractingLightShieldingImage);
@@ -407,7 +408,7 @@ TEST(NoiseFilter, CalibrationWhileOthersFilter) {
                 FillBytes(img, 50);
                 n.filter->Filter(img->GetILxImage());
                 const uint8_t v = Bytes(img)[40];
-                EXPECT_TRUE(v == 47 || v == 50) << int(v);
+                EXPECT_TRUE(v == 47 || v == 50 || v == 0) << int(v);
             }
         });
     BufferPtr again = MakeImage(32, 16, LxPixelFormat_Mono8);
