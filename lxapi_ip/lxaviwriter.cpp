@@ -6,6 +6,7 @@
 #include "aviwriter/avifilenotcompressed.h"
 #include "aviwriter/vpx/vpxvideofile.h"
 #include <lxsdkcommon/lxcallbackmanager.h>
+#include "colormap/lxcolormapregisters.h"
 #include "lxdescriptions.h"
 #include "lxiputil.h"
 #include "lxpixelformatname.h"
@@ -57,7 +58,9 @@ private:
 
 // The shaping settings go through accessors, whose stores end the file object; quality and the colour
 // map are plain fields. Bounds and the WebM flag read as constants.
-struct CLxAVIWriter::Registers {
+struct CLxAVIWriter::Registers
+    : lxip::ColorMapRegisters<C, R::ColorMapTypeReg, R::ColorMapInversionReg, R::ColorMapPhaseReg, &C::m_colorMapType,
+                              &C::m_colorMapInversion, &C::m_colorMapPhase> {
     static constexpr auto Quality = lxip::Bind<C>(R::QualityReg)
                                         .Field(&C::m_quality)
                                         .Range(lxip::IntegerAtMost("nValue", 100))
@@ -82,21 +85,6 @@ struct CLxAVIWriter::Registers {
         lxip::Bind<C>(R::MaximumFrameCountPerFileMinValueReg).Constant(kFrameCountMin);
     static constexpr auto MaximumFrameCountMaximum =
         lxip::Bind<C>(R::MaximumFrameCountPerFileMaxValueReg).Constant(kFrameCountMax);
-    static constexpr auto ColorMapType = lxip::Bind<C>(R::ColorMapTypeReg)
-                                             .Field(&C::m_colorMapType)
-                                             .Range(lxip::IntegerBelow("eCMT", 0, 3))
-                                             .Write(WriteRule::Checked)
-                                             .LengthChecked();
-    // "ColorMapInversonReg" names no node: a typed change is stored and nothing is invalidated.
-    static constexpr auto ColorMapInversion = lxip::Bind<C>(R::ColorMapInversionReg)
-                                                  .Field(&C::m_colorMapInversion)
-                                                  .Notifies("ColorMapInversonReg")
-                                                  .LengthChecked();
-    static constexpr auto ColorMapPhase = lxip::Bind<C>(R::ColorMapPhaseReg)
-                                              .Field(&C::m_colorMapPhase)
-                                              .Range(lxip::IntegerBelow("nPhase", 0, 256))
-                                              .Write(WriteRule::Checked)
-                                              .LengthChecked();
     static constexpr auto WebMSupported =
         lxip::Bind<C>(R::IsWebMSupportedReg).Constant(kWebMSupported).LengthChecked();
     static constexpr auto File = lxip::MakeRegisterFile(

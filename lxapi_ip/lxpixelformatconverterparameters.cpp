@@ -1,5 +1,6 @@
 // Parameters of the pixel format converter: one declaration per register, from which the port and the
 // typed getters and setters are served.
+#include "colormap/lxcolormapregisters.h"
 #include "lxdescriptions.h"
 #include "lxpixelformatconverter.h"
 
@@ -12,7 +13,10 @@ using lxip::WriteRule;
 // Register writes store as they come, except where a declaration says otherwise: the colour map type
 // and the two phases keep their setters' range checks; ReverseY and the node lock turn on for 1 only,
 // the other booleans for anything but 0. From 0x60 up short reads are refused too.
-struct CLxPixelFormatConverter::Registers {
+struct CLxPixelFormatConverter::Registers
+    : lxip::ColorMapRegisters<CLxPixelFormatConverter, R::ColorMapTypeReg, R::ColorMapInversionReg,
+                              R::ColorMapPhaseReg, &CLxPixelFormatConverter::m_colorMapType,
+                              &CLxPixelFormatConverter::m_colorMapInversion, &CLxPixelFormatConverter::m_colorMapPhase> {
     using C = CLxPixelFormatConverter;
     static constexpr double GammaMin = 0.0;
     static constexpr double GammaMax = 4.0;
@@ -46,18 +50,6 @@ struct CLxPixelFormatConverter::Registers {
         lxip::Bind<C>(R::PolarizationSpecifiedAngleReg)
             .Field(&C::m_polarizationSpecifiedAngle)
             .Range(lxip::FloatBetween("Polarization Specified Angle", 0.0, 180.0));
-    static constexpr auto ColorMapType = lxip::Bind<C>(R::ColorMapTypeReg)
-                                             .Field(&C::m_colorMapType)
-                                             .Range(lxip::IntegerBelow("eCMT", 0, 3))
-                                             .Write(WriteRule::Checked)
-                                             .LengthChecked();
-    // "ColorMapInversonReg" names no node: a typed change is stored and nothing is invalidated.
-    static constexpr auto ColorMapInversion = lxip::Bind<C>(R::ColorMapInversionReg)
-                                                  .Field(&C::m_colorMapInversion)
-                                                  .Notifies("ColorMapInversonReg")
-                                                  .LengthChecked();
-    static constexpr auto ColorMapPhase =
-        lxip::Bind<C>(R::ColorMapPhaseReg).Field(&C::m_colorMapPhase).Range(Phase).Write(WriteRule::Checked).LengthChecked();
     static constexpr auto ADOLPDarkMode = lxip::Bind<C>(R::ADOLPDarkModeReg).Field(&C::m_adolpDarkMode).LengthChecked();
     static constexpr auto ADOLPColorInversion =
         lxip::Bind<C>(R::ADOLPColorInversionReg).Field(&C::m_adolpColorInversion).LengthChecked();

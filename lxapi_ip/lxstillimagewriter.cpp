@@ -3,6 +3,7 @@
 #include "lxbmpwriter.h"
 #include "lxjpegwriter.h"
 #include "lxcsvwriter.h"
+#include "colormap/lxcolormapregisters.h"
 #include "lxdescriptions.h"
 #include "lxpixelformatconverter.h"
 #include "lxpixelformatname.h"
@@ -123,28 +124,15 @@ const CLxStillImageWriter::WriterTable& CLxStillImageWriter::StillImageWriterTab
 // Quality and its read-only bounds, and the colour map. A register write of Quality is stored without a
 // range check; the colour map type and phase keep their setters' checks, and from 0x30 up short reads
 // are refused.
-struct CLxStillImageWriter::Registers {
+struct CLxStillImageWriter::Registers
+    : lxip::ColorMapRegisters<C, R::ColorMapTypeReg, R::ColorMapInversionReg, R::ColorMapPhaseReg, &C::m_colorMapType,
+                              &C::m_colorMapInversion, &C::m_colorMapPhase> {
     static constexpr uint32_t QualityMin = 0;
     static constexpr uint32_t QualityMax = 100;
     static constexpr auto Quality =
         lxip::Bind<C>(R::QualityReg).Field(&C::m_quality).Range(lxip::IntegerAtMost("nValue", QualityMax));
     static constexpr auto QualityMinimum = lxip::Bind<C>(R::QualityMinReg).Constant(QualityMin);
     static constexpr auto QualityMaximum = lxip::Bind<C>(R::QualityMaxReg).Constant(QualityMax);
-    static constexpr auto ColorMapType = lxip::Bind<C>(R::ColorMapTypeReg)
-                                             .Field(&C::m_colorMapType)
-                                             .Range(lxip::IntegerBelow("eCMT", 0, 3))
-                                             .Write(WriteRule::Checked)
-                                             .LengthChecked();
-    // "ColorMapInversonReg" names no node: a typed change is stored and nothing is invalidated.
-    static constexpr auto ColorMapInversion = lxip::Bind<C>(R::ColorMapInversionReg)
-                                                  .Field(&C::m_colorMapInversion)
-                                                  .Notifies("ColorMapInversonReg")
-                                                  .LengthChecked();
-    static constexpr auto ColorMapPhase = lxip::Bind<C>(R::ColorMapPhaseReg)
-                                              .Field(&C::m_colorMapPhase)
-                                              .Range(lxip::IntegerBelow("nPhase", 0, 256))
-                                              .Write(WriteRule::Checked)
-                                              .LengthChecked();
     static constexpr auto File =
         lxip::MakeRegisterFile(Quality, QualityMinimum, QualityMaximum, ColorMapType, ColorMapInversion, ColorMapPhase);
     static_assert(lxip::Covers(File, R::RegisterNodes), "the declarations must serve the description");
