@@ -192,10 +192,13 @@ void CLxImageAveragingFilter::StartSeries(ILxImage* image, uint32_t format) {
     const uint64_t width = image->GetImageWidth(), height = image->GetImageHeight();
     const size_t count = SampleCount(width, height, m_workingInfo->GetComponentCount());
     if (count == 0 && width && height) throw BAD_ALLOC_EXCEPTION("%s", "std::bad_alloc");
+    const bool staged = m_workingInfo->GetStorageBits() == 8;
     lxip::TranslateBadAlloc([&] {
         m_accumulators.assign(count, 0);
+        m_staged.assign(staged ? count : 0, 0);
         return 0;
     });
+    m_stagedImages = 0;
     m_width = width;
     m_height = height;
 }
@@ -234,13 +237,20 @@ void CLxImageAveragingFilter::Accumulate(ILxImage* image) {
     const uint8_t* line = static_cast<const uint8_t*>(image->GetImageBuffer());
     const size_t pitch = image->GetImageLinePitch();
     const lxavg::Kernels& k = lxavg::Active();
-    uint32_t* acc = m_accumulators.data();
-    for (uint64_t y = 0; y < m_height; ++y, line += pitch, acc += samples) {
-        if (storage == 8)
-            k.add8(acc, line, samples);
-        else
-            k.add16(acc, line, samples);
+    if (storage == 8) {
+        uint16_t* staged = m_staged.data();
+        for (uint64_t y = 0; y < m_height; ++y, line += pitch, staged += samples) k.stage8(staged, line, samples);
+        if (++m_stagedImages == lxavg::StagedImages) FoldStaged();
+        return;
     }
+    uint32_t* acc = m_accumulators.data();
+    for (uint64_t y = 0; y < m_height; ++y, line += pitch, acc += samples) k.add16(acc, line, samples);
+}
+
+void CLxImageAveragingFilter::FoldStaged() {
+    if (m_stagedImages == 0) return;
+    lxavg::Active().fold(m_accumulators.data(), m_staged.data(), m_staged.size());
+    m_stagedImages = 0;
 }
 
 // The divisor is the count, scaled by the ratio of the full scales when the depth changes: Q =
@@ -263,6 +273,7 @@ void CLxImageAveragingFilter::GetAveragedImage(ILxImageBuffer* pImageBuffer, uin
         image->GetImagePixelFormat() != out)
         throw RUNTIME_EXCEPTION("Output pixel format is not valid.");
 
+    FoldStaged();
     double q = static_cast<double>(count);
     if (out != m_sourceFormat) {
         const double ms = std::ldexp(1.0, static_cast<int>(m_sourceInfo->GetComponentBits())) - 1.0;

@@ -4,6 +4,7 @@
 
 #include "lxhandlertable.h"
 #include "lxipmodulebase.h"
+#include "support/lxhugepages.h"
 
 #include <includeinside/ilximageaveragingfilterinside.h>
 #include <lxapi/clxautoptr.h>
@@ -47,12 +48,17 @@ public:
 private:
     void StartSeries(ILxImage* image, uint32_t format);
     void Accumulate(ILxImage* image);
+    void FoldStaged();
 
     CLxAutoPtr<ILxImageBufferReleasable, ILxImageBuffer> m_buffer;  // destination of the conversion
     CLxAutoPtr<ILxConverterReleasable, ILxConverter> m_converter;     // unpacks to the working format
     ILxPixelFormatConverter* m_converterTyped = nullptr;
     std::atomic<uint64_t> m_imageCount{0};
-    std::vector<uint32_t> m_accumulators; // width x height x components, row after row, no gap
+    std::vector<uint32_t, lxip::HugePageAllocator<uint32_t>> m_accumulators; // width x height x components, row after row, no gap
+    // 8-bit series: the latest images' sums in 16 bits, laid out as the accumulators and folded into
+    // them every lxavg::StagedImages images and before a mean is written. Empty for deeper series.
+    std::vector<uint16_t, lxip::HugePageAllocator<uint16_t>> m_staged;
+    unsigned m_stagedImages = 0;
     GenApi::CLock m_lock;                 // count, accumulators, format state
     uint32_t m_sourceFormat = NoFormat;
     uint32_t m_workingFormat = NoFormat;

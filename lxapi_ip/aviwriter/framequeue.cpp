@@ -1,8 +1,8 @@
 #include "framequeue.h"
 
 #include <lxapi/lxapi_tl.h>
+#include "support/lxhugepages.h"
 
-#include <sys/mman.h>
 #include <sys/sysinfo.h>
 
 #include <cstdio>
@@ -11,12 +11,10 @@
 #include <new>
 
 namespace {
-// Page-aligned, as direct I/O wants the memory it writes from.
+// Page-aligned, as direct I/O wants the memory it writes from. Blocks of several huge pages get them:
+// a frame is written from the first byte to the last, and each of its first touches would otherwise
+// fault one small page at a time (a 2448 x 2048 colour frame is 3675 of them).
 constexpr size_t kBlockAlignment = 4096;
-// Blocks of several huge pages are aligned to them and offered to the kernel as such: a frame is
-// written from the first byte to the last, and each of its first touches would otherwise fault one
-// small page at a time (a 2448 x 2048 colour frame is 3675 of them).
-constexpr size_t kHugePage = size_t(2) << 20;
 }
 
 CFrameData::CFrameData() : m_buffer(CreateILxImageBuffer(this)) {}
@@ -29,12 +27,7 @@ CFrameData::~CFrameData() {
 void* CFrameData::Allocate(void** dataStart, size_t size) {
     if (size > SIZE_MAX - HeadRoom - TailRoom) throw std::bad_alloc();
     const size_t bytes = size + HeadRoom + TailRoom;
-    const bool huge = bytes >= 4 * kHugePage;
-    const size_t alignment = huge ? kHugePage : kBlockAlignment;
-    // aligned_alloc takes whole multiples of the alignment only.
-    auto* block = static_cast<uint8_t*>(std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment));
-    if (!block) throw std::bad_alloc();
-    if (huge) (void)::madvise(block, bytes / kHugePage * kHugePage, MADV_HUGEPAGE); // advice only
+    auto* block = static_cast<uint8_t*>(lxip::AllocateLargeBlock(bytes, kBlockAlignment));
     // The room in front and behind is written by containers; it starts as zeros so that nothing stale
     // ever reaches a file.
     std::memset(block, 0, HeadRoom);

@@ -19,12 +19,24 @@ void Add16Portable(uint32_t* acc, const uint8_t* src, size_t n) {
     }
 }
 
+void Stage8Portable(uint16_t* pending, const uint8_t* src, size_t n) {
+    for (size_t i = 0; i < n; ++i) pending[i] = static_cast<uint16_t>(pending[i] + src[i]);
+}
+
+void FoldPortable(uint32_t* acc, uint16_t* pending, size_t n) {
+    for (size_t i = 0; i < n; ++i) {
+        acc[i] += pending[i];
+        pending[i] = 0;
+    }
+}
+
 } // namespace detail
 
 namespace {
-constexpr Kernels Portable{&detail::Add8Portable, &detail::Add16Portable};
+constexpr Kernels Portable{&detail::Add8Portable, &detail::Add16Portable, &detail::Stage8Portable,
+                           &detail::FoldPortable};
 #if defined(__x86_64__)
-constexpr Kernels Avx2{&detail::Add8Avx2, &detail::Add16Avx2};
+constexpr Kernels Avx2{&detail::Add8Avx2, &detail::Add16Avx2, &detail::Stage8Avx2, &detail::FoldAvx2};
 constexpr lxcpu::KernelForms<Kernels> Forms(&Portable, &Avx2);
 #else
 constexpr lxcpu::KernelForms<Kernels> Forms(&Portable);

@@ -11,7 +11,14 @@ namespace lxavg {
 struct Kernels {
     void (*add8)(uint32_t* acc, const uint8_t* src, size_t n);
     void (*add16)(uint32_t* acc, const uint8_t* src, size_t n);
+    // 8-bit samples go first into 16-bit sums, half the bytes of 32-bit ones to read and write per
+    // image: pending[i] += src[i]. The caller folds them before 257 images of 255 could wrap.
+    void (*stage8)(uint16_t* pending, const uint8_t* src, size_t n);
+    // acc[i] += pending[i], and pending[i] = 0.
+    void (*fold)(uint32_t* acc, uint16_t* pending, size_t n);
 };
+// The images of 8-bit samples that 16-bit sums hold without wrapping: 257 x 255 = 65535.
+constexpr unsigned StagedImages = 257;
 const Kernels& Active();
 // For the tests: the level the kernels run at under `allowed` (see kernels/cpudispatch.h).
 unsigned LevelAt(unsigned allowed);
@@ -23,6 +30,10 @@ void WriteMean(uint8_t* out, const uint32_t* acc, size_t n, double q, unsigned b
 namespace detail {
 void Add8Portable(uint32_t* acc, const uint8_t* src, size_t n);
 void Add16Portable(uint32_t* acc, const uint8_t* src, size_t n);
+void Stage8Portable(uint16_t* pending, const uint8_t* src, size_t n);
+void FoldPortable(uint32_t* acc, uint16_t* pending, size_t n);
+void Stage8Avx2(uint16_t* pending, const uint8_t* src, size_t n);
+void FoldAvx2(uint32_t* acc, uint16_t* pending, size_t n);
 void Add8Avx2(uint32_t* acc, const uint8_t* src, size_t n);
 void Add16Avx2(uint32_t* acc, const uint8_t* src, size_t n);
 } // namespace detail

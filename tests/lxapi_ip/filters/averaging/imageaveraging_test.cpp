@@ -65,6 +65,15 @@ TEST(ImageAveraging, VectorAccumulationEqualsThePlainLoop) {
                 lxavg::detail::Add16Portable(plain.data(), src.data() + offset, n);
                 lxavg::Active().add16(fast.data(), src.data() + offset, n);
                 ASSERT_EQ(plain, fast) << lxcpu::LevelName(level) << " 16-bit n " << n;
+                std::vector<uint16_t> stagedPlain(n), stagedFast(n);
+                for (size_t i = 0; i < n; ++i) stagedPlain[i] = stagedFast[i] = uint16_t(0xFF00u + rng() % 256);
+                lxavg::detail::Stage8Portable(stagedPlain.data(), src.data() + offset, n);
+                lxavg::Active().stage8(stagedFast.data(), src.data() + offset, n);
+                ASSERT_EQ(stagedPlain, stagedFast) << lxcpu::LevelName(level) << " staged n " << n;
+                lxavg::detail::FoldPortable(plain.data(), stagedPlain.data(), n);
+                lxavg::Active().fold(fast.data(), stagedFast.data(), n);
+                ASSERT_EQ(plain, fast) << lxcpu::LevelName(level) << " folded n " << n;
+                ASSERT_EQ(stagedFast, std::vector<uint16_t>(n)) << "a fold empties the staged sums";
             }
     }
 }
@@ -108,6 +117,32 @@ TEST(ImageAveraging, RandomSeriesMatchTheReferenceMean) {
                             << x << "," << y << " at " << outBits;
             }
         }
+    }
+}
+
+// 8-bit sums are staged in 16 bits: a series of full-scale images crosses several folds, and a mean
+// read between images (which folds early) must not lose or double what is staged.
+TEST(ImageAveraging, LongEightBitSeriesKeepEverySum) {
+    for (lxcpu::Level level : {lxcpu::Level::Portable, lxcpu::Detected()}) {
+        lxcpu::ForcedLevel forced(level);
+        Avg a;
+        BufferPtr full = Constant(LxPixelFormat_Mono8, 37, 3, 255);
+        BufferPtr low = Constant(LxPixelFormat_Mono8, 37, 3, 1);
+        uint64_t sum = 0, count = 0;
+        for (size_t n = 0; n < 3 * lxavg::StagedImages + 5; ++n) {
+            const bool high = n < 3 * lxavg::StagedImages;
+            a.filter->Filter((high ? full : low)->GetILxImage());
+            sum += high ? 255 : 1;
+            ++count;
+            if (n == 100 || n == lxavg::StagedImages - 1 || n == lxavg::StagedImages || n == 600) {
+                const uint32_t expected = uint32_t(uint64_t(double(sum) / (double(count) * 255.0 / 65535.0) + 0.5));
+                ASSERT_EQ(SampleAt(a.Mean(16), 36, 2), expected) << "after " << count << " images";
+            }
+        }
+        ILxImage* mean = a.Mean(32);
+        const auto expected = uint32_t(uint64_t(double(sum) / (double(count) * 255.0 / 4294967295.0) + 0.5));
+        for (size_t y = 0; y < 3; ++y)
+            for (size_t x = 0; x < 37; ++x) ASSERT_EQ(SampleAt(mean, x, y), expected) << x << "," << y;
     }
 }
 
