@@ -1,0 +1,104 @@
+// The AVX-512 form of the defect detection row kernels. The 8-bit image with 32-bit sums, the common
+// case, has its own loops: the column sums move 16 columns at a time and their running sum per
+// column phase is formed inside the register by shifted additions; the judge takes 16 pixels of the
+// middle of the row at a time and leaves the few near the bound to the scalar append. The other forms
+// are the portable loops compiled with these flags. Reached only through the dispatcher after the
+// processor reported AVX-512.
+#include "defectkernels.h"
+
+#include <cmath>
+#include <cstring>
+
+#if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512VL__)
+#include "kernels/lxavx512.h"
+
+namespace lxdpd {
+namespace {
+#include "defectrows.h"
+
+inline __mmask16 Lanes(size_t left) { return left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1); }
+
+void MoveColumns8x32(const uint8_t* enter, const uint8_t* leave, uint32_t* columns, uint32_t* prefix, size_t width,
+                     size_t step) {
+    const __m512i zero = _mm512_setzero_si512();
+    // The lane of the previous group that carries each lane's phase: 16 - s + (i mod s).
+    alignas(64) uint32_t carryIndex[16];
+    for (uint32_t i = 0; i < 16; ++i) carryIndex[i] = uint32_t(16 - step + i % step);
+    const __m512i carryLanes = _mm512_load_si512(carryIndex);
+    __m512i carry = zero;
+    for (size_t x = 0; x < width; x += 16) {
+        const __mmask16 k = Lanes(width - x);
+        __m512i c = _mm512_maskz_loadu_epi32(k, columns + x);
+        if (enter) c = _mm512_add_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, enter + x)));
+        if (leave) c = _mm512_sub_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, leave + x)));
+        _mm512_mask_storeu_epi32(columns + x, k, c);
+        if (!prefix) continue;
+        // Lane i gathers the lanes i - s, i - 2s, ... of the group, then the group before.
+        if (step < 2) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 15));
+        if (step < 4) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 14));
+        c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 12));
+        c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 8));
+        c = _mm512_add_epi32(c, carry);
+        _mm512_mask_storeu_epi32(prefix + x, k, c);
+        carry = _mm512_permutexvar_epi32(carryLanes, c);
+    }
+}
+
+// The fast test in integers: |Sum - P C| is exact in 32 bits (both terms lie below 2^32), and for an
+// integer d, d < T exactly when d < ceil(T). A bound that is not a number or not above 0 sends every
+// pixel on; one past 32 bits sends none but the unreachable d = 2^32 - 1, which the exact test takes.
+uint32_t IntegerBound(double bound, uint64_t count) {
+    const double t = bound * static_cast<double>(count - 1);
+    if (!(t > 0.0)) return 0;
+    if (t >= 4294967295.0) return 0xFFFFFFFFu;
+    return static_cast<uint32_t>(std::ceil(t));
+}
+
+size_t JudgeMiddle8x32(const uint8_t* pixels, const uint32_t* prefix, const Geometry& g, const double* bound,
+                       Candidate* out, size_t x0, size_t x1, uint64_t count, size_t n) {
+    if (count <= 1 || count > 0xFFFFFFFFu)
+        return JudgeMiddleScalar<uint8_t, uint32_t>(pixels, prefix, g, bound, out, x0, x1, count, n);
+    const size_t R = g.radius, s = g.step, mask = s - 1;
+    alignas(64) uint32_t limit[16];
+    for (size_t i = 0; i < 16; ++i) limit[i] = IntegerBound(bound[(x0 + i) & mask], count);
+    const __m512i limits = _mm512_load_si512(limit);
+    const __m512i counts = _mm512_set1_epi32(static_cast<int>(count));
+    alignas(64) uint32_t sums[16];
+    for (size_t x = x0; x < x1; x += 16) {
+        const __mmask16 k = Lanes(x1 - x);
+        const __m512i sum = _mm512_sub_epi32(_mm512_maskz_loadu_epi32(k, prefix + (x + R)),
+                                              _mm512_maskz_loadu_epi32(k, prefix + (x - R - s)));
+        const __m512i pc = _mm512_mullo_epi32(_mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, pixels + x)), counts);
+        const __m512i d = _mm512_sub_epi32(_mm512_max_epu32(sum, pc), _mm512_min_epu32(sum, pc));
+        __mmask16 near = _mm512_mask_cmpge_epu32_mask(k, d, limits);
+        if (!near) continue;
+        _mm512_store_si512(sums, sum);
+        for (; near; near = __mmask16(near & (near - 1))) {
+            const unsigned i = unsigned(__builtin_ctz(near));
+            out[n++] = {static_cast<uint32_t>(x + i), pixels[x + i], sums[i], count};
+        }
+    }
+    return n;
+}
+
+size_t JudgeRow8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows, const Geometry& g,
+                    const double* bound, Candidate* out) {
+    return JudgeRowWith<uint8_t, uint32_t>(pixels, prefix, rows, g, bound, out,
+                                           [&](size_t x0, size_t x1, uint64_t count, size_t n) {
+                                               return JudgeMiddle8x32(pixels, prefix, g, bound, out, x0, x1, count, n);
+                                           });
+}
+
+constexpr RowKernels MakeAvx512Kernels() {
+    RowKernels k = MakeRowKernels();
+    k.column8x32 = &MoveColumns8x32;
+    k.judge8x32 = &JudgeRow8x32;
+    return k;
+}
+} // namespace
+
+extern const RowKernels kAvx512Rows;
+const RowKernels kAvx512Rows = MakeAvx512Kernels();
+
+} // namespace lxdpd
+#endif
