@@ -81,12 +81,86 @@ size_t JudgeMiddle8x32(const uint8_t* pixels, const uint32_t* prefix, const Geom
     return n;
 }
 
+// The columns [x0, x1) near an edge, where the neighbourhood's count changes from pixel to pixel:
+// the right end of each sum is x + R or, with `rightFixed`, the last column of the pixel's phase; the
+// left end is x - R - s with `hasLeft`, else the first column of the phase. The fast test runs in
+// doubles as the scalar one does, |d| and C - 1 being exact in them, so it takes the same pixels.
+size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows, const Geometry& g,
+                     const double* bound, Candidate* out, size_t x0, size_t x1, bool rightFixed, bool hasLeft,
+                     size_t n) {
+    const size_t R = g.radius, s = g.step, mask = s - 1;
+    const int shift = s == 4 ? 2 : s == 2 ? 1 : 0;
+    alignas(64) uint32_t phase[16], lastSum[16], lastCol[16];
+    alignas(64) double limit[8];
+    for (size_t i = 0; i < 16; ++i) {
+        const size_t px = (x0 + i) & mask;
+        phase[i] = uint32_t(px);
+        lastCol[i] = uint32_t(g.lastCol[px]);
+        lastSum[i] = prefix[g.lastCol[px]];
+        if (i < 8) limit[i] = bound[px];
+    }
+    const __m512i phases = _mm512_load_si512(phase), lastSums = _mm512_load_si512(lastSum);
+    const __m512i lastCols = _mm512_load_si512(lastCol);
+    const __m512d bounds = _mm512_load_pd(limit);
+    const __m512i iota = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    const __m512i rowCount = _mm512_set1_epi32(static_cast<int>(rows));
+    const __m512i one = _mm512_set1_epi32(1);
+    alignas(64) uint32_t sums[16], counts[16];
+    for (size_t x = x0; x < x1; x += 16) {
+        const __mmask16 k = Lanes(x1 - x);
+        const __m512i xs = _mm512_add_epi32(_mm512_set1_epi32(static_cast<int>(x)), iota);
+        __m512i right, sum, span;
+        if (rightFixed) {
+            right = lastCols;
+            sum = lastSums;
+        } else {
+            right = _mm512_add_epi32(xs, _mm512_set1_epi32(static_cast<int>(R)));
+            sum = _mm512_maskz_loadu_epi32(k, prefix + (x + R));
+        }
+        if (hasLeft) {
+            sum = _mm512_sub_epi32(sum, _mm512_maskz_loadu_epi32(k, prefix + (x - R - s)));
+            span = _mm512_sub_epi32(right, _mm512_sub_epi32(xs, _mm512_set1_epi32(static_cast<int>(R + s))));
+        } else {
+            span = _mm512_add_epi32(_mm512_sub_epi32(right, phases), _mm512_set1_epi32(static_cast<int>(s)));
+        }
+        const __m512i count = _mm512_mullo_epi32(_mm512_srli_epi32(span, static_cast<unsigned>(shift)), rowCount);
+        const __m512i pc = _mm512_mullo_epi32(_mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, pixels + x)), count);
+        const __m512i d = _mm512_sub_epi32(_mm512_max_epu32(sum, pc), _mm512_min_epu32(sum, pc));
+        const __m512i less = _mm512_sub_epi32(count, one);
+        const __mmask8 farLo = _mm512_cmp_pd_mask(
+            _mm512_cvtepu32_pd(_mm512_castsi512_si256(d)),
+            _mm512_mul_pd(bounds, _mm512_cvtepu32_pd(_mm512_castsi512_si256(less))), _CMP_LT_OQ);
+        const __mmask8 farHi = _mm512_cmp_pd_mask(
+            _mm512_cvtepu32_pd(_mm512_extracti64x4_epi64(d, 1)),
+            _mm512_mul_pd(bounds, _mm512_cvtepu32_pd(_mm512_extracti64x4_epi64(less, 1))), _CMP_LT_OQ);
+        const __mmask16 far = __mmask16(farLo | (unsigned(farHi) << 8));
+        __mmask16 near = __mmask16(_mm512_mask_cmpgt_epu32_mask(k, count, one) & ~far);
+        if (!near) continue;
+        _mm512_store_si512(sums, sum);
+        _mm512_store_si512(counts, count);
+        for (; near; near = __mmask16(near & (near - 1))) {
+            const unsigned i = unsigned(__builtin_ctz(near));
+            out[n++] = {static_cast<uint32_t>(x + i), pixels[x + i], sums[i], counts[i]};
+        }
+    }
+    return n;
+}
+
+// The row in the regions of JudgeRowWith: the left edge (its right end x + R while that lies in the
+// image, then the last column), the middle, the right edge.
 size_t JudgeRow8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows, const Geometry& g,
                     const double* bound, Candidate* out) {
-    return JudgeRowWith<uint8_t, uint32_t>(pixels, prefix, rows, g, bound, out,
-                                           [&](size_t x0, size_t x1, uint64_t count, size_t n) {
-                                               return JudgeMiddle8x32(pixels, prefix, g, bound, out, x0, x1, count, n);
-                                           });
+    const size_t w = g.width, s = g.step, R = g.radius;
+    if (uint64_t(w) * rows > 0xFFFFFFFFu || w + R + s > 0x7FFFFFFFu)
+        return JudgeRowScalar<uint8_t, uint32_t>(pixels, prefix, rows, g, bound, out);
+    const size_t inner0 = R + s < w ? R + s : w;
+    const size_t inner1 = w > R ? w - R : 0;
+    const size_t split = inner0 < inner1 ? inner0 : inner1;
+    size_t n = JudgeEdge8x32(pixels, prefix, rows, g, bound, out, 0, split, false, false, 0);
+    n = JudgeEdge8x32(pixels, prefix, rows, g, bound, out, split, inner0, true, false, n);
+    if (inner0 < inner1)
+        n = JudgeMiddle8x32(pixels, prefix, g, bound, out, inner0, inner1, ((2 * R >> (s == 4 ? 2 : s == 2 ? 1 : 0)) + 1) * rows, n);
+    return JudgeEdge8x32(pixels, prefix, rows, g, bound, out, inner0 > inner1 ? inner0 : inner1, w, true, true, n);
 }
 
 constexpr RowKernels MakeAvx512Kernels() {
