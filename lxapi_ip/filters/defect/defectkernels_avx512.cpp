@@ -26,22 +26,25 @@ void MoveColumns8x32(const uint8_t* enter, const uint8_t* leave, uint32_t* colum
     for (uint32_t i = 0; i < 16; ++i) carryIndex[i] = uint32_t(16 - step + i % step);
     const __m512i carryLanes = _mm512_load_si512(carryIndex);
     __m512i carry = zero;
-    for (size_t x = 0; x < width; x += 16) {
-        const __mmask16 k = Lanes(width - x);
+    const auto group = [&](size_t x, __mmask16 k) {
         __m512i c = _mm512_maskz_loadu_epi32(k, columns + x);
         if (enter) c = _mm512_add_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, enter + x)));
         if (leave) c = _mm512_sub_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, leave + x)));
         _mm512_mask_storeu_epi32(columns + x, k, c);
-        if (!prefix) continue;
-        // Lane i gathers the lanes i - s, i - 2s, ... of the group, then the group before.
+        if (!prefix) return;
+        // Lane i gathers the lanes i - s, i - 2s, ... of the group, then takes the carry of the groups
+        // before. The carry holds the same value in every lane of a phase, so the next one is the carry
+        // plus this group's last lanes, and the chain from group to group is one addition.
         if (step < 2) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 15));
         if (step < 4) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 14));
         c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 12));
         c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 8));
-        c = _mm512_add_epi32(c, carry);
-        _mm512_mask_storeu_epi32(prefix + x, k, c);
-        carry = _mm512_permutexvar_epi32(carryLanes, c);
-    }
+        _mm512_mask_storeu_epi32(prefix + x, k, _mm512_add_epi32(c, carry));
+        carry = _mm512_add_epi32(carry, _mm512_permutexvar_epi32(carryLanes, c));
+    };
+    size_t x = 0;
+    for (; x + 16 <= width; x += 16) group(x, __mmask16(0xFFFF));
+    if (x < width) group(x, Lanes(width - x));
 }
 
 // The fast test in integers: |Sum - P C| is exact in 32 bits (both terms lie below 2^32), and for an
