@@ -67,20 +67,22 @@ size_t JudgeMiddle8x32(const uint8_t* pixels, const uint32_t* prefix, const Geom
     const __m512i limits = _mm512_load_si512(limit);
     const __m512i counts = _mm512_set1_epi32(static_cast<int>(count));
     alignas(64) uint32_t sums[16];
-    for (size_t x = x0; x < x1; x += 16) {
-        const __mmask16 k = Lanes(x1 - x);
+    const auto group = [&](size_t x, __mmask16 k) {
         const __m512i sum = _mm512_sub_epi32(_mm512_maskz_loadu_epi32(k, prefix + (x + R)),
-                                              _mm512_maskz_loadu_epi32(k, prefix + (x - R - s)));
+                                             _mm512_maskz_loadu_epi32(k, prefix + (x - R - s)));
         const __m512i pc = _mm512_mullo_epi32(_mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, pixels + x)), counts);
         const __m512i d = _mm512_sub_epi32(_mm512_max_epu32(sum, pc), _mm512_min_epu32(sum, pc));
         __mmask16 near = _mm512_mask_cmpge_epu32_mask(k, d, limits);
-        if (!near) continue;
+        if (!near) return;
         _mm512_store_si512(sums, sum);
         for (; near; near = __mmask16(near & (near - 1))) {
             const unsigned i = unsigned(__builtin_ctz(near));
             out[n++] = {static_cast<uint32_t>(x + i), pixels[x + i], sums[i], count};
         }
-    }
+    };
+    size_t x = x0;
+    for (; x + 16 <= x1; x += 16) group(x, __mmask16(0xFFFF));
+    if (x < x1) group(x, Lanes(x1 - x));
     return n;
 }
 
@@ -109,8 +111,7 @@ size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t row
     const __m512i rowCount = _mm512_set1_epi32(static_cast<int>(rows));
     const __m512i one = _mm512_set1_epi32(1);
     alignas(64) uint32_t sums[16], counts[16];
-    for (size_t x = x0; x < x1; x += 16) {
-        const __mmask16 k = Lanes(x1 - x);
+    const auto group = [&](size_t x, __mmask16 k) {
         const __m512i xs = _mm512_add_epi32(_mm512_set1_epi32(static_cast<int>(x)), iota);
         __m512i right, sum, span;
         if (rightFixed) {
@@ -138,14 +139,17 @@ size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t row
             _mm512_mul_pd(bounds, _mm512_cvtepu32_pd(_mm512_extracti64x4_epi64(less, 1))), _CMP_LT_OQ);
         const __mmask16 far = __mmask16(farLo | (unsigned(farHi) << 8));
         __mmask16 near = __mmask16(_mm512_mask_cmpgt_epu32_mask(k, count, one) & ~far);
-        if (!near) continue;
+        if (!near) return;
         _mm512_store_si512(sums, sum);
         _mm512_store_si512(counts, count);
         for (; near; near = __mmask16(near & (near - 1))) {
             const unsigned i = unsigned(__builtin_ctz(near));
             out[n++] = {static_cast<uint32_t>(x + i), pixels[x + i], sums[i], counts[i]};
         }
-    }
+    };
+    size_t x = x0;
+    for (; x + 16 <= x1; x += 16) group(x, __mmask16(0xFFFF));
+    if (x < x1) group(x, Lanes(x1 - x));
     return n;
 }
 
