@@ -18,8 +18,10 @@ namespace {
 
 inline __mmask16 Lanes(size_t left) { return left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1); }
 
-void MoveColumns8x32(const uint8_t* enter, const uint8_t* leave, uint32_t* columns, uint32_t* prefix, size_t width,
-                     size_t step) {
+// The column rows with the absent operands left out at compile time.
+template <bool Enter, bool Leave, bool Prefix>
+void MoveColumnsOf(const uint8_t* enter, const uint8_t* leave, uint32_t* columns, uint32_t* prefix, size_t width,
+                   size_t step) {
     const __m512i zero = _mm512_setzero_si512();
     // The lane of the previous group that carries each lane's phase: 16 - s + (i mod s).
     alignas(64) uint32_t carryIndex[16];
@@ -28,23 +30,35 @@ void MoveColumns8x32(const uint8_t* enter, const uint8_t* leave, uint32_t* colum
     __m512i carry = zero;
     const auto group = [&](size_t x, __mmask16 k) {
         __m512i c = _mm512_maskz_loadu_epi32(k, columns + x);
-        if (enter) c = _mm512_add_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, enter + x)));
-        if (leave) c = _mm512_sub_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, leave + x)));
+        if constexpr (Enter) c = _mm512_add_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, enter + x)));
+        if constexpr (Leave) c = _mm512_sub_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, leave + x)));
         _mm512_mask_storeu_epi32(columns + x, k, c);
-        if (!prefix) return;
-        // Lane i gathers the lanes i - s, i - 2s, ... of the group, then takes the carry of the groups
-        // before. The carry holds the same value in every lane of a phase, so the next one is the carry
-        // plus this group's last lanes, and the chain from group to group is one addition.
-        if (step < 2) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 15));
-        if (step < 4) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 14));
-        c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 12));
-        c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 8));
-        _mm512_mask_storeu_epi32(prefix + x, k, _mm512_add_epi32(c, carry));
-        carry = _mm512_add_epi32(carry, _mm512_permutexvar_epi32(carryLanes, c));
+        if constexpr (Prefix) {
+            // Lane i gathers the lanes i - s, i - 2s, ... of the group, then takes the carry of the
+            // groups before. The carry holds the same value in every lane of a phase, so the next one
+            // is the carry plus this group's last lanes, and the chain from group to group is one
+            // addition.
+            if (step < 2) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 15));
+            if (step < 4) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 14));
+            c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 12));
+            c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 8));
+            _mm512_mask_storeu_epi32(prefix + x, k, _mm512_add_epi32(c, carry));
+            carry = _mm512_add_epi32(carry, _mm512_permutexvar_epi32(carryLanes, c));
+        }
     };
     size_t x = 0;
     for (; x + 16 <= width; x += 16) group(x, __mmask16(0xFFFF));
     if (x < width) group(x, Lanes(width - x));
+}
+
+void MoveColumns8x32(const uint8_t* enter, const uint8_t* leave, uint32_t* columns, uint32_t* prefix, size_t width,
+                     size_t step) {
+    using Form = void (*)(const uint8_t*, const uint8_t*, uint32_t*, uint32_t*, size_t, size_t);
+    static constexpr Form forms[8] = {
+        &MoveColumnsOf<false, false, false>, &MoveColumnsOf<false, false, true>, &MoveColumnsOf<false, true, false>,
+        &MoveColumnsOf<false, true, true>,   &MoveColumnsOf<true, false, false>, &MoveColumnsOf<true, false, true>,
+        &MoveColumnsOf<true, true, false>,   &MoveColumnsOf<true, true, true>};
+    forms[(enter ? 4 : 0) | (leave ? 2 : 0) | (prefix ? 1 : 0)](enter, leave, columns, prefix, width, step);
 }
 
 // The fast test in integers: |Sum - P C| is exact in 32 bits (both terms lie below 2^32), and for an
@@ -137,8 +151,8 @@ size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t row
         const __mmask8 farHi = _mm512_cmp_pd_mask(
             _mm512_cvtepu32_pd(_mm512_extracti64x4_epi64(d, 1)),
             _mm512_mul_pd(bounds, _mm512_cvtepu32_pd(_mm512_extracti64x4_epi64(less, 1))), _CMP_LT_OQ);
-        const __mmask16 far = __mmask16(farLo | (unsigned(farHi) << 8));
-        __mmask16 near = __mmask16(_mm512_mask_cmpgt_epu32_mask(k, count, one) & ~far);
+        const __mmask16 far = _mm512_kunpackb(__mmask16(farHi), __mmask16(farLo));
+        __mmask16 near = _mm512_mask_cmpgt_epu32_mask(_mm512_kandn(far, k), count, one);
         if (!near) return;
         _mm512_store_si512(sums, sum);
         _mm512_store_si512(counts, count);
