@@ -81,20 +81,39 @@ size_t JudgeMiddle8x32(const uint8_t* pixels, const uint32_t* prefix, const Geom
     const __m512i limits = _mm512_load_si512(limit);
     const __m512i counts = _mm512_set1_epi32(static_cast<int>(count));
     alignas(64) uint32_t sums[16];
-    const auto group = [&](size_t x, __mmask16 k) {
+    // The pixels of a group that need the exact test; their sums wait in `sums`.
+    const auto test = [&](size_t x, __mmask16 k, bool keep) {
         const __m512i sum = _mm512_sub_epi32(_mm512_maskz_loadu_epi32(k, prefix + (x + R)),
                                              _mm512_maskz_loadu_epi32(k, prefix + (x - R - s)));
         const __m512i pc = _mm512_mullo_epi32(_mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, pixels + x)), counts);
         const __m512i d = _mm512_sub_epi32(_mm512_max_epu32(sum, pc), _mm512_min_epu32(sum, pc));
-        __mmask16 near = _mm512_mask_cmpge_epu32_mask(k, d, limits);
-        if (!near) return;
-        _mm512_store_si512(sums, sum);
+        if (keep) _mm512_store_si512(sums, sum);
+        return _mm512_mask_cmpge_epu32_mask(k, d, limits);
+    };
+    const auto append = [&](size_t x, __mmask16 near) {
         for (; near; near = __mmask16(near & (near - 1))) {
             const unsigned i = unsigned(__builtin_ctz(near));
             out[n++] = {static_cast<uint32_t>(x + i), pixels[x + i], sums[i], count};
         }
     };
+    const auto group = [&](size_t x, __mmask16 k) {
+        if (const __mmask16 near = test(x, k, false)) {
+            test(x, k, true);
+            append(x, near);
+        }
+    };
+    // Four groups share one branch; a group with pixels to append is tested again to keep its sums.
     size_t x = x0;
+    for (; x + 64 <= x1; x += 64) {
+        const __mmask16 m0 = test(x, 0xFFFF, false), m1 = test(x + 16, 0xFFFF, false);
+        const __mmask16 m2 = test(x + 32, 0xFFFF, false), m3 = test(x + 48, 0xFFFF, false);
+        if (!_mm512_kortestz(_mm512_kor(m0, m1), _mm512_kor(m2, m3))) {
+            group(x, 0xFFFF);
+            group(x + 16, 0xFFFF);
+            group(x + 32, 0xFFFF);
+            group(x + 48, 0xFFFF);
+        }
+    }
     for (; x + 16 <= x1; x += 16) group(x, __mmask16(0xFFFF));
     if (x < x1) group(x, Lanes(x1 - x));
     return n;
