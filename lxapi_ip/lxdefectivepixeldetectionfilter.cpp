@@ -328,7 +328,7 @@ void CLxDefectivePixelDetectionFilter::Detect(ILxImage* image, const FormatEntry
 
 template <class Sum>
 void CLxDefectivePixelDetectionFilter::DetectAround(ILxImage* image, const FormatEntry& entry, const Parameters& p,
-                                                    const double* t, double M, std::vector<Sum>& table) {
+                                                    const double* t, double M, std::vector<Sum>& sums) {
     const size_t w = image->GetImageWidth(), h = image->GetImageHeight(), pitch = image->GetImageLinePitch();
     const auto* base = static_cast<const uint8_t*>(image->GetImageBuffer());
     const size_t s = entry.step, mask = s - 1;
@@ -341,34 +341,38 @@ void CLxDefectivePixelDetectionFilter::DetectAround(ILxImage* image, const Forma
         g.lastCol[c] = c < w ? c + (w - 1 - c) / s * s : 0;
         lastRow[c] = c < h ? c + (h - 1 - c) / s * s : 0;
     }
-    // One row of column sums per row phase, then the running sums of the current row.
-    table.assign((s + 1) * w, 0);
-    Sum* const prefix = table.data() + s * w;
+    // One row of running sums per row phase, then a scratch row of column sums.
+    sums.assign((s + 1) * w, 0);
+    Sum* const columns = sums.data() + s * w;
     m_candidates.resize(w);
     const lxdpd::RowKernels& k = lxdpd::Kernels().Get();
-    lxdpd::ColumnRow<Sum> move;
+    lxdpd::AddRow<Sum> add;
+    lxdpd::SlideRow<Sum> slide;
     lxdpd::JudgeRow<Sum> judge;
     if constexpr (sizeof(Sum) == 4) {
-        move = k.column8x32;
+        add = k.add8x32;
+        slide = k.slide8x32;
         judge = k.judge8x32;
     } else {
-        move = entry.bytes == 1 ? k.column8x64 : k.column16x64;
+        add = entry.bytes == 1 ? k.add8x64 : k.add16x64;
+        slide = entry.bytes == 1 ? k.slide8x64 : k.slide16x64;
         judge = entry.bytes == 1 ? k.judge8x64 : k.judge16x64;
     }
 
     const size_t R = g.radius;
     for (size_t y = 0; y < h; ++y) {
         const size_t py = y & mask;
-        Sum* const columns = table.data() + py * w;
+        Sum* const prefix = sums.data() + py * w;
         const size_t bottom = std::min(y + R, lastRow[py]);
         if (y < s) {
             // The first row of a phase: its window is the rows of the phase from y down to `bottom`.
-            for (size_t r = y; r < bottom; r += s) move(base + r * pitch, nullptr, columns, nullptr, w, s);
-            move(base + bottom * pitch, nullptr, columns, prefix, w, s);
-        } else {
+            std::fill(columns, columns + w, Sum(0));
+            for (size_t r = y; r < bottom; r += s) add(base + r * pitch, columns, nullptr, w, s);
+            add(base + bottom * pitch, columns, prefix, w, s);
+        } else if (y + R < h || y >= R + s) {
             // Each later row of the phase: y + R enters the window, y - R - s leaves it.
-            move(y + R < h ? base + (y + R) * pitch : nullptr, y >= R + s ? base + (y - R - s) * pitch : nullptr,
-                 columns, prefix, w, s);
+            slide(y + R < h ? base + (y + R) * pitch : nullptr, y >= R + s ? base + (y - R - s) * pitch : nullptr,
+                  prefix, w, s);
         }
         const bool hasTop = y >= R + s;
         const uint64_t rows = hasTop ? (bottom - (y - R - s)) / s : (bottom - py) / s + 1;

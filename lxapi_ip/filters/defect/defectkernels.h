@@ -3,13 +3,13 @@
 // With the step s (1 for mono, 2 for Bayer and polarized mono, 4 for polarized Bayer) every pixel
 // belongs to the phase (y mod s, x mod s); its neighbourhood is the pixels of its phase within
 // R = n * s in both directions. The detection walks the rows once. Each row phase keeps one row of
-// column sums, the sum of each column over the rows of the neighbourhood of the current row; moving
-// down by s rows adds the row that enters the window and takes away the row that leaves it. The
-// running sum of the column sums along the row per column phase,
+// running sums: with C(x) the sum of column x over the rows of the neighbourhood of the current row,
 //     P(x) = C(x) + P(x - s),
-// then gives the sum of any neighbourhood of the row in two look-ups, P(right) - P(left). The work
-// per pixel does not depend on n, and the sums live in a few rows that stay in the cache. How many
-// pixels a neighbourhood holds follows from its corners alone, so no count is kept.
+// and the sum of any neighbourhood of the row follows in two look-ups, P(right) - P(left). Moving
+// down by s rows changes C by the row that enters the window less the row that leaves it, and P by
+// the running sum of that difference. The first row of a phase sums its window's rows into a
+// scratch row of column sums and takes their running sum once. The work per pixel does not depend on
+// n, and the sums live in a few rows that stay in the cache.
 //
 // A pixel is judged against the average of its neighbourhood without itself,
 // a = (Sum - P) / (C - 1), and is defective if a - M * t > P or P > M * t + a, in doubles. Most pixels
@@ -41,12 +41,16 @@ struct Geometry {
     size_t lastCol[4]; // the last column of each column phase (valid below width)
 };
 
-// Moves a row of column sums: adds the row of pixels `enter` and takes away the row `leave` (either
-// may be null). With `prefix`, then writes the running sums along the row per column phase. Sums are
-// 32-bit where they cannot pass 2^32 - 1 for the image, else 64-bit.
+// Adds a row of pixels to a row of column sums; with `prefix`, then writes their running sums along
+// the row per column phase. Sums are 32-bit where they cannot pass 2^32 - 1 for the image, else
+// 64-bit.
 template <class Sum>
-using ColumnRow = void (*)(const uint8_t* enter, const uint8_t* leave, Sum* columns, Sum* prefix, size_t width,
-                           size_t step);
+using AddRow = void (*)(const uint8_t* pixels, Sum* columns, Sum* prefix, size_t width, size_t step);
+
+// Moves a row of running sums down: adds the running sums per column phase of `enter` less `leave`
+// (either may be null).
+template <class Sum>
+using SlideRow = void (*)(const uint8_t* enter, const uint8_t* leave, Sum* prefix, size_t width, size_t step);
 
 // Judges a row: `prefix` the running sums of its column sums, `rows` how many rows of the phase the
 // neighbourhood spans. `bound[x mod s]` is the fast bound for the row's phases (see above; not a
@@ -57,9 +61,12 @@ using JudgeRow = size_t (*)(const uint8_t* pixels, const Sum* prefix, uint64_t r
                             const double* bound, Candidate* out);
 
 struct RowKernels {
-    ColumnRow<uint32_t> column8x32;
-    ColumnRow<uint64_t> column8x64;
-    ColumnRow<uint64_t> column16x64;
+    AddRow<uint32_t> add8x32;
+    AddRow<uint64_t> add8x64;
+    AddRow<uint64_t> add16x64;
+    SlideRow<uint32_t> slide8x32;
+    SlideRow<uint64_t> slide8x64;
+    SlideRow<uint64_t> slide16x64;
     JudgeRow<uint32_t> judge8x32;
     JudgeRow<uint64_t> judge8x64;
     JudgeRow<uint64_t> judge16x64;

@@ -18,26 +18,26 @@ namespace {
 
 inline __mmask16 Lanes(size_t left) { return left >= 16 ? __mmask16(0xFFFF) : __mmask16((1u << left) - 1); }
 
-// The column rows with the absent operands left out at compile time.
-template <bool Enter, bool Leave, bool Prefix>
-void MoveColumnsOf(const uint8_t* enter, const uint8_t* leave, uint32_t* columns, uint32_t* prefix, size_t width,
-                   size_t step) {
-    const __m512i zero = _mm512_setzero_si512();
-    // The lane of the previous group that carries each lane's phase: 16 - s + (i mod s).
-    alignas(64) uint32_t carryIndex[16];
-    for (uint32_t i = 0; i < 16; ++i) carryIndex[i] = uint32_t(16 - step + i % step);
-    const __m512i carryLanes = _mm512_load_si512(carryIndex);
-    __m512i carry = zero;
+// The lane of the previous group of 16 sums that carries each lane's phase: 16 - s + (i mod s).
+__m512i CarryLanes(size_t step) {
+    alignas(64) uint32_t index[16];
+    for (uint32_t i = 0; i < 16; ++i) index[i] = uint32_t(16 - step + i % step);
+    return _mm512_load_si512(index);
+}
+
+// Lane i of the group gathers the lanes i - s, i - 2s, ... of the group, then takes the carry of the
+// groups before. The carry holds the same value in every lane of a phase, so the next one is the
+// carry plus this group's last lanes, and the chain from group to group is one addition.
+template <bool Prefix>
+void AddColumnsOf(const uint8_t* pixels, uint32_t* columns, uint32_t* prefix, size_t width, size_t step) {
+    [[maybe_unused]] const __m512i zero = _mm512_setzero_si512();
+    [[maybe_unused]] const __m512i carryLanes = Prefix ? CarryLanes(step) : zero;
+    [[maybe_unused]] __m512i carry = zero;
     const auto group = [&](size_t x, __mmask16 k) {
         __m512i c = _mm512_maskz_loadu_epi32(k, columns + x);
-        if constexpr (Enter) c = _mm512_add_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, enter + x)));
-        if constexpr (Leave) c = _mm512_sub_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, leave + x)));
+        c = _mm512_add_epi32(c, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, pixels + x)));
         _mm512_mask_storeu_epi32(columns + x, k, c);
         if constexpr (Prefix) {
-            // Lane i gathers the lanes i - s, i - 2s, ... of the group, then takes the carry of the
-            // groups before. The carry holds the same value in every lane of a phase, so the next one
-            // is the carry plus this group's last lanes, and the chain from group to group is one
-            // addition.
             if (step < 2) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 15));
             if (step < 4) c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 14));
             c = _mm512_add_epi32(c, _mm512_alignr_epi32(c, zero, 12));
@@ -51,14 +51,54 @@ void MoveColumnsOf(const uint8_t* enter, const uint8_t* leave, uint32_t* columns
     if (x < width) group(x, Lanes(width - x));
 }
 
-void MoveColumns8x32(const uint8_t* enter, const uint8_t* leave, uint32_t* columns, uint32_t* prefix, size_t width,
-                     size_t step) {
-    using Form = void (*)(const uint8_t*, const uint8_t*, uint32_t*, uint32_t*, size_t, size_t);
-    static constexpr Form forms[8] = {
-        &MoveColumnsOf<false, false, false>, &MoveColumnsOf<false, false, true>, &MoveColumnsOf<false, true, false>,
-        &MoveColumnsOf<false, true, true>,   &MoveColumnsOf<true, false, false>, &MoveColumnsOf<true, false, true>,
-        &MoveColumnsOf<true, true, false>,   &MoveColumnsOf<true, true, true>};
-    forms[(enter ? 4 : 0) | (leave ? 2 : 0) | (prefix ? 1 : 0)](enter, leave, columns, prefix, width, step);
+void AddColumns8x32(const uint8_t* pixels, uint32_t* columns, uint32_t* prefix, size_t width, size_t step) {
+    if (prefix)
+        AddColumnsOf<true>(pixels, columns, prefix, width, step);
+    else
+        AddColumnsOf<false>(pixels, columns, prefix, width, step);
+}
+
+// 32 columns at a time: the differences of two 8-bit rows and their running sums over 32 lanes stay
+// within 16 bits (at most 32 x 255 in size), so they are formed in 16-bit lanes and widened only to
+// be added to the sums.
+template <bool Enter, bool Leave>
+void SlideOf(const uint8_t* enter, const uint8_t* leave, uint32_t* prefix, size_t width, size_t step) {
+    const __m512i zero = _mm512_setzero_si512();
+    const __m512i carryLanes = CarryLanes(step);
+    alignas(64) uint16_t back[32];
+    for (uint16_t i = 0; i < 32; ++i) back[i] = uint16_t(i ? i - 1 : 0);
+    const __m512i backOne = _mm512_load_si512(back);
+    __m512i carry = zero;
+    const auto group = [&](size_t x, __mmask32 k) {
+        __m512i d = zero;
+        if constexpr (Enter) d = _mm512_cvtepu8_epi16(_mm256_maskz_loadu_epi8(k, enter + x));
+        if constexpr (Leave) d = _mm512_sub_epi16(d, _mm512_cvtepu8_epi16(_mm256_maskz_loadu_epi8(k, leave + x)));
+        if (step < 2) d = _mm512_add_epi16(d, _mm512_maskz_permutexvar_epi16(0xFFFFFFFEu, backOne, d));
+        if (step < 4) d = _mm512_add_epi16(d, _mm512_alignr_epi32(d, zero, 15));
+        d = _mm512_add_epi16(d, _mm512_alignr_epi32(d, zero, 14));
+        d = _mm512_add_epi16(d, _mm512_alignr_epi32(d, zero, 12));
+        d = _mm512_add_epi16(d, _mm512_alignr_epi32(d, zero, 8));
+        const __m512i lo = _mm512_add_epi32(_mm512_cvtepi16_epi32(_mm512_castsi512_si256(d)), carry);
+        const __m512i hi = _mm512_cvtepi16_epi32(_mm512_extracti64x4_epi64(d, 1));
+        const __mmask16 k0 = __mmask16(k), k1 = __mmask16(k >> 16);
+        _mm512_mask_storeu_epi32(prefix + x, k0, _mm512_add_epi32(_mm512_maskz_loadu_epi32(k0, prefix + x), lo));
+        _mm512_mask_storeu_epi32(prefix + x + 16, k1,
+                                 _mm512_add_epi32(_mm512_maskz_loadu_epi32(k1, prefix + x + 16),
+                                                  _mm512_add_epi32(hi, carry)));
+        carry = _mm512_add_epi32(carry, _mm512_permutexvar_epi32(carryLanes, hi));
+    };
+    size_t x = 0;
+    for (; x + 32 <= width; x += 32) group(x, __mmask32(0xFFFFFFFFu));
+    if (x < width) group(x, width - x >= 32 ? __mmask32(0xFFFFFFFFu) : __mmask32((1u << (width - x)) - 1));
+}
+
+void Slide8x32(const uint8_t* enter, const uint8_t* leave, uint32_t* prefix, size_t width, size_t step) {
+    if (enter && leave)
+        SlideOf<true, true>(enter, leave, prefix, width, step);
+    else if (enter)
+        SlideOf<true, false>(enter, leave, prefix, width, step);
+    else if (leave)
+        SlideOf<false, true>(enter, leave, prefix, width, step);
 }
 
 // The fast test in integers: |Sum - P C| is exact in 32 bits (both terms lie below 2^32), and for an
@@ -205,7 +245,8 @@ size_t JudgeRow8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows
 
 constexpr RowKernels MakeAvx512Kernels() {
     RowKernels k = MakeRowKernels();
-    k.column8x32 = &MoveColumns8x32;
+    k.add8x32 = &AddColumns8x32;
+    k.slide8x32 = &Slide8x32;
     k.judge8x32 = &JudgeRow8x32;
     return k;
 }

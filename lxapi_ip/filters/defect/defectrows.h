@@ -9,15 +9,25 @@ inline uint32_t PixelAt(const uint8_t* row, size_t x) {
 }
 
 template <class Sample, class Sum>
-void MoveColumns(const uint8_t* enter, const uint8_t* leave, Sum* columns, Sum* prefix, size_t width, size_t step) {
-    if (enter)
-        for (size_t x = 0; x < width; ++x) columns[x] += PixelAt<Sample>(enter, x);
-    if (leave)
-        for (size_t x = 0; x < width; ++x) columns[x] -= PixelAt<Sample>(leave, x);
+void AddColumns(const uint8_t* pixels, Sum* columns, Sum* prefix, size_t width, size_t step) {
+    for (size_t x = 0; x < width; ++x) columns[x] += PixelAt<Sample>(pixels, x);
     if (!prefix) return;
     const size_t head = step < width ? step : width;
     for (size_t x = 0; x < head; ++x) prefix[x] = columns[x];
     for (size_t x = head; x < width; ++x) prefix[x] = prefix[x - step] + columns[x];
+}
+
+// The differences wrap in the unsigned sums; the running sums they move are exact.
+template <class Sample, class Sum>
+void SlideRunning(const uint8_t* enter, const uint8_t* leave, Sum* prefix, size_t width, size_t step) {
+    Sum run[4] = {};
+    const size_t mask = step - 1;
+    for (size_t x = 0; x < width; ++x) {
+        Sum d = enter ? Sum(PixelAt<Sample>(enter, x)) : Sum(0);
+        if (leave) d -= PixelAt<Sample>(leave, x);
+        run[x & mask] += d;
+        prefix[x] += run[x & mask];
+    }
 }
 
 // The fast test of one pixel; appends it to `out` when it needs the exact one.
@@ -81,6 +91,7 @@ size_t JudgeRowScalar(const uint8_t* pixels, const Sum* prefix, uint64_t rows, c
 }
 
 constexpr lxdpd::RowKernels MakeRowKernels() {
-    return {&MoveColumns<uint8_t, uint32_t>,    &MoveColumns<uint8_t, uint64_t>,    &MoveColumns<uint16_t, uint64_t>,
+    return {&AddColumns<uint8_t, uint32_t>,     &AddColumns<uint8_t, uint64_t>,     &AddColumns<uint16_t, uint64_t>,
+            &SlideRunning<uint8_t, uint32_t>,   &SlideRunning<uint8_t, uint64_t>,   &SlideRunning<uint16_t, uint64_t>,
             &JudgeRowScalar<uint8_t, uint32_t>, &JudgeRowScalar<uint8_t, uint64_t>, &JudgeRowScalar<uint16_t, uint64_t>};
 }

@@ -290,13 +290,16 @@ void CheckKernelsAgainstBruteForce(const lxdpd::RowKernels& k, size_t bytes, siz
         std::memcpy(&v, &image[y * pitch + 2 * x], 2);
         return v;
     };
-    lxdpd::ColumnRow<Sum> move;
+    lxdpd::AddRow<Sum> add;
+    lxdpd::SlideRow<Sum> slide;
     lxdpd::JudgeRow<Sum> judge;
     if constexpr (sizeof(Sum) == 4) {
-        move = k.column8x32;
+        add = k.add8x32;
+        slide = k.slide8x32;
         judge = k.judge8x32;
     } else {
-        move = bytes == 1 ? k.column8x64 : k.column16x64;
+        add = bytes == 1 ? k.add8x64 : k.add16x64;
+        slide = bytes == 1 ? k.slide8x64 : k.slide16x64;
         judge = bytes == 1 ? k.judge8x64 : k.judge16x64;
     }
     const long R = long(n * s), W = long(w), H = long(h), S = long(s);
@@ -304,33 +307,38 @@ void CheckKernelsAgainstBruteForce(const lxdpd::RowKernels& k, size_t bytes, siz
     for (size_t c = 0; c < s; ++c) g.lastCol[c] = c < w ? c + (w - 1 - c) / s * s : 0;
     // Bounds around the deviations of the image, and the ones that send every pixel or none on.
     const double choices[] = {std::numeric_limits<double>::quiet_NaN(), -1.0, 0.0, 0.5, 7.25, 40.0, 1e30};
-    std::vector<Sum> columns(w), prefix(w);
+    std::vector<Sum> columns(w), running(s * w);
     std::vector<lxdpd::Candidate> found(w);
     for (long y = 0; y < H; ++y) {
         long r0 = y % S;
         while (r0 < y - R) r0 += S;
         long r1 = r0;
         while (r1 + S < H && r1 + S <= y + R) r1 += S;
-        // The window's rows but the last go in one by one with a row from outside the window, which
-        // then leaves as the last row enters.
-        const long extra = r0 >= S ? r0 - S : (r1 + S < H ? r1 + S : -1);
-        std::fill(columns.begin(), columns.end(), Sum(0));
-        for (long r = r0; r < r1; r += S) move(&image[size_t(r) * pitch], nullptr, columns.data(), nullptr, w, s);
-        if (extra >= 0) move(&image[size_t(extra) * pitch], nullptr, columns.data(), nullptr, w, s);
-        move(&image[size_t(r1) * pitch], extra >= 0 ? &image[size_t(extra) * pitch] : nullptr, columns.data(),
-             prefix.data(), w, s);
+        // The first row of each phase adds its window's rows; each later one slides the sums of its
+        // phase down by the row entering and the row leaving the window.
+        Sum* prefix = &running[size_t(y % S) * w];
+        const auto row = [&](long r) { return &image[size_t(r) * pitch]; };
+        if (y < S) {
+            std::fill(columns.begin(), columns.end(), Sum(0));
+            for (long r = r0; r < r1; r += S) add(row(r), columns.data(), nullptr, w, s);
+            add(row(r1), columns.data(), prefix, w, s);
+        } else if (y + R < H || y - R - S >= 0) {
+            slide(y + R < H ? row(y + R) : nullptr, y - R - S >= 0 ? row(y - R - S) : nullptr, prefix, w, s);
+        }
         const uint64_t rows = uint64_t((r1 - r0) / S + 1);
         std::vector<uint64_t> column(w, 0);
         for (long x = 0; x < W; ++x) {
             for (long r = r0; r <= r1; r += S) column[size_t(x)] += at(size_t(x), size_t(r));
-            uint64_t running = 0;
-            for (long xx = x % S; xx <= x; xx += S) running += column[size_t(xx)];
-            ASSERT_EQ(uint64_t(columns[size_t(x)]), column[size_t(x)]) << x << "," << y;
-            ASSERT_EQ(uint64_t(prefix[size_t(x)]), running) << x << "," << y;
+            uint64_t expected = 0;
+            for (long xx = x % S; xx <= x; xx += S) expected += column[size_t(xx)];
+            if (y < S) {
+                ASSERT_EQ(uint64_t(columns[size_t(x)]), column[size_t(x)]) << x << "," << y;
+            }
+            ASSERT_EQ(uint64_t(prefix[size_t(x)]), expected) << x << "," << y;
         }
         double bound[4];
         for (size_t c = 0; c < s; ++c) bound[c] = choices[rng() % 7];
-        const size_t count = judge(&image[size_t(y) * pitch], prefix.data(), rows, g, bound, found.data());
+        const size_t count = judge(row(y), prefix, rows, g, bound, found.data());
         size_t i = 0;
         for (long x = 0; x < W; ++x) {
             uint64_t sum = 0, pixels = 0;
@@ -355,8 +363,8 @@ void CheckKernelsAgainstBruteForce(const lxdpd::RowKernels& k, size_t bytes, siz
 
 } // namespace
 
-// Each form of the kernels, one level at a time: the moved column sums, their running sums and the
-// pixels handed to the exact test equal those found by brute force, for each step, odd sizes, padded
+// Each form of the kernels, one level at a time: the column sums, the running sums as they slide down
+// the image, and the pixels handed to the exact test equal those found by brute force, for each step, odd sizes, padded
 // lines, neighbourhoods from the pixel alone to past the image, and bounds that pass some pixels,
 // all or none.
 TEST(DefectDetection, EveryKernelFormMatchesBruteForce) {
