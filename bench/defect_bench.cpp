@@ -1,6 +1,6 @@
 // Defective pixel detection of a 2448 x 2048 Mono8 image through the exported filter, with the
-// neighbourhood radius n = 1, 15 and 255 side by side (the summed-area tables make the cost
-// independent of n), against cv::integral of the same image where OpenCV is at hand.
+// neighbourhood radius n = 1, 15 and 255 side by side (the sliding neighbourhood sums make the
+// cost independent of n), against cv::integral of the same image where OpenCV is at hand.
 #include <lxapi/clxautoptr.h>
 #include <lxapi/ilxdefectivepixeldetectionfilter.h>
 #include <lxapi/lxapi_ip.h>

@@ -328,7 +328,7 @@ void CLxDefectivePixelDetectionFilter::Detect(ILxImage* image, const FormatEntry
 
 template <class Sum>
 void CLxDefectivePixelDetectionFilter::DetectAround(ILxImage* image, const FormatEntry& entry, const Parameters& p,
-                                                    const double* t, double M, std::vector<Sum>& table) {
+                                                    const double* t, double M, std::vector<Sum>& sums) {
     const size_t w = image->GetImageWidth(), h = image->GetImageHeight(), pitch = image->GetImageLinePitch();
     const auto* base = static_cast<const uint8_t*>(image->GetImageBuffer());
     const size_t s = entry.step, mask = s - 1;
@@ -341,25 +341,40 @@ void CLxDefectivePixelDetectionFilter::DetectAround(ILxImage* image, const Forma
         g.lastCol[c] = c < w ? c + (w - 1 - c) / s * s : 0;
         lastRow[c] = c < h ? c + (h - 1 - c) / s * s : 0;
     }
-    table.resize(w * h);
+    // One row of running sums per row phase, then a scratch row of column sums.
+    sums.assign((s + 1) * w, 0);
+    Sum* const columns = sums.data() + s * w;
     m_candidates.resize(w);
     const lxdpd::RowKernels& k = lxdpd::Kernels().Get();
-    lxdpd::BuildRow<Sum> build;
+    lxdpd::AddRow<Sum> add;
+    lxdpd::SlideRow<Sum> slide;
     lxdpd::JudgeRow<Sum> judge;
     if constexpr (sizeof(Sum) == 4) {
-        build = k.build8x32;
+        add = k.add8x32;
+        slide = k.slide8x32;
         judge = k.judge8x32;
     } else {
-        build = entry.bytes == 1 ? k.build8x64 : k.build16x64;
+        add = entry.bytes == 1 ? k.add8x64 : k.add16x64;
+        slide = entry.bytes == 1 ? k.slide8x64 : k.slide16x64;
         judge = entry.bytes == 1 ? k.judge8x64 : k.judge16x64;
     }
-    for (size_t y = 0; y < h; ++y) build(base + y * pitch, y >= s ? &table[(y - s) * w] : nullptr, &table[y * w], w, s);
 
     const size_t R = g.radius;
     for (size_t y = 0; y < h; ++y) {
         const size_t py = y & mask;
-        const bool hasTop = y >= R + s;
+        Sum* const prefix = sums.data() + py * w;
         const size_t bottom = std::min(y + R, lastRow[py]);
+        if (y < s) {
+            // The first row of a phase: its window is the rows of the phase from y down to `bottom`.
+            std::fill(columns, columns + w, Sum(0));
+            for (size_t r = y; r < bottom; r += s) add(base + r * pitch, columns, nullptr, w, s);
+            add(base + bottom * pitch, columns, prefix, w, s);
+        } else if (y + R < h || y >= R + s) {
+            // Each later row of the phase: y + R enters the window, y - R - s leaves it.
+            slide(y + R < h ? base + (y + R) * pitch : nullptr, y >= R + s ? base + (y - R - s) * pitch : nullptr,
+                  prefix, w, s);
+        }
+        const bool hasTop = y >= R + s;
         const uint64_t rows = hasTop ? (bottom - (y - R - s)) / s : (bottom - py) / s + 1;
         double mt[4], bound[4];
         for (size_t px = 0; px < s; ++px) {
@@ -367,8 +382,7 @@ void CLxDefectivePixelDetectionFilter::DetectAround(ILxImage* image, const Forma
             bound[px] = FastBound(mt[px], M);
         }
         const uint8_t* row = base + y * pitch;
-        const size_t found = judge(row, hasTop ? &table[(y - R - s) * w] : nullptr, &table[bottom * w], rows, g, bound,
-                                   m_candidates.data());
+        const size_t found = judge(row, prefix, rows, g, bound, m_candidates.data());
         for (size_t i = 0; i < found; ++i) {
             const lxdpd::Candidate& c = m_candidates[i];
             const double P = c.value;

@@ -76,7 +76,7 @@ private:
     void Detect(ILxImage* image, const FormatEntry& entry);
     template <class Sum>
     void DetectAround(ILxImage* image, const FormatEntry& entry, const Parameters& p, const double* t, double M,
-                      std::vector<Sum>& table);
+                      std::vector<Sum>& sums);
     void DetectWhole(ILxImage* image, const FormatEntry& entry, const double* t, double M, uint64_t capacity);
     void Record(uint64_t x, uint64_t y, double value, double average, double M, uint64_t capacity);
 
@@ -91,7 +91,7 @@ private:
     std::map<std::pair<uint64_t, uint64_t>, LxDefectivePixelInformation_t> m_detected;
     uint32_t m_status = 0;
     double m_smallestRatio; // a lower bound of the deviations in the list
-    std::vector<uint32_t> m_sums32;
+    std::vector<uint32_t> m_sums32; // the column sums of each row phase and the running sums of a row
     std::vector<uint64_t> m_sums64;
     std::vector<lxdpd::Candidate> m_candidates;
     CLxAutoPtr<ILxConverterReleasable, ILxConverter> m_converter; // unpacks packed formats, made at first need

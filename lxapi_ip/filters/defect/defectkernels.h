@@ -1,12 +1,15 @@
-// Defective pixel detection: strided summed-area tables and the row judge.
+// Defective pixel detection: sliding neighbourhood sums and the row judge.
 //
 // With the step s (1 for mono, 2 for Bayer and polarized mono, 4 for polarized Bayer) every pixel
-// belongs to the phase (y mod s, x mod s), and the table entry S(x, y) holds the sum of the pixels of
-// that phase at or above-left of (x, y):
-//     S(x, y) = p(x, y) + S(x - s, y) + S(x, y - s) - S(x - s, y - s),
-// so each phase forms its own table inside the same array and four look-ups give the sum of any
-// rectangle of a phase, whatever its size. How many pixels a rectangle holds follows from its
-// corners alone, so no table of counts is kept.
+// belongs to the phase (y mod s, x mod s); its neighbourhood is the pixels of its phase within
+// R = n * s in both directions. The detection walks the rows once. Each row phase keeps one row of
+// running sums: with C(x) the sum of column x over the rows of the neighbourhood of the current row,
+//     P(x) = C(x) + P(x - s),
+// and the sum of any neighbourhood of the row follows in two look-ups, P(right) - P(left). Moving
+// down by s rows changes C by the row that enters the window less the row that leaves it, and P by
+// the running sum of that difference. The first row of a phase sums its window's rows into a
+// scratch row of column sums and takes their running sum once. The work per pixel does not depend on
+// n, and the sums live in a few rows that stay in the cache.
 //
 // A pixel is judged against the average of its neighbourhood without itself,
 // a = (Sum - P) / (C - 1), and is defective if a - M * t > P or P > M * t + a, in doubles. Most pixels
@@ -38,23 +41,32 @@ struct Geometry {
     size_t lastCol[4]; // the last column of each column phase (valid below width)
 };
 
-// A row of the table from the row of pixels and the table row s rows above (null for the first s
-// rows). Sums are 32-bit where they cannot pass 2^32 - 1 for the image, else 64-bit.
+// Adds a row of pixels to a row of column sums; with `prefix`, then writes their running sums along
+// the row per column phase. Sums are 32-bit where they cannot pass 2^32 - 1 for the image, else
+// 64-bit.
 template <class Sum>
-using BuildRow = void (*)(const uint8_t* pixels, const Sum* above, Sum* row, size_t width, size_t step);
+using AddRow = void (*)(const uint8_t* pixels, Sum* columns, Sum* prefix, size_t width, size_t step);
 
-// Judges a row: `top` the table row above the neighbourhood (null when the neighbourhood reaches the
-// first row of the phase), `bottom` its last row, `rows` how many rows of the phase it spans.
-// `bound[x mod s]` is the fast bound for the row's phases (see above; not a number where every pixel
-// must take the exact test). Writes the pixels that need the exact test; returns how many.
+// Moves a row of running sums down: adds the running sums per column phase of `enter` less `leave`
+// (either may be null).
 template <class Sum>
-using JudgeRow = size_t (*)(const uint8_t* pixels, const Sum* top, const Sum* bottom, uint64_t rows,
-                            const Geometry& g, const double* bound, Candidate* out);
+using SlideRow = void (*)(const uint8_t* enter, const uint8_t* leave, Sum* prefix, size_t width, size_t step);
+
+// Judges a row: `prefix` the running sums of its column sums, `rows` how many rows of the phase the
+// neighbourhood spans. `bound[x mod s]` is the fast bound for the row's phases (see above; not a
+// number where every pixel must take the exact test). Writes the pixels that need the exact test, in
+// ascending x; returns how many.
+template <class Sum>
+using JudgeRow = size_t (*)(const uint8_t* pixels, const Sum* prefix, uint64_t rows, const Geometry& g,
+                            const double* bound, Candidate* out);
 
 struct RowKernels {
-    BuildRow<uint32_t> build8x32;
-    BuildRow<uint64_t> build8x64;
-    BuildRow<uint64_t> build16x64;
+    AddRow<uint32_t> add8x32;
+    AddRow<uint64_t> add8x64;
+    AddRow<uint64_t> add16x64;
+    SlideRow<uint32_t> slide8x32;
+    SlideRow<uint64_t> slide8x64;
+    SlideRow<uint64_t> slide16x64;
     JudgeRow<uint32_t> judge8x32;
     JudgeRow<uint64_t> judge8x64;
     JudgeRow<uint64_t> judge16x64;

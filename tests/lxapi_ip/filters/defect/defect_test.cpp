@@ -1,4 +1,5 @@
 // The defective pixel detection filter end to end.
+#include "filters/defect/defectkernels.h"
 #include "kernels/cpudispatch.h"
 #include "lxmoduletest.h"
 
@@ -6,6 +7,8 @@
 #include <lxapi/ilxdefectivepixeldetectionfilter.h>
 
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <random>
 #include <tuple>
 
@@ -68,7 +71,7 @@ bool BruteAverage(const BufferPtr& b, size_t s, size_t n, size_t x, size_t y, do
 } // namespace
 
 // With ratio 0 every pixel that differs from its neighbourhood's average is listed with that average:
-// the summed-area look-ups agree with the brute-force average at every pixel, borders and corners
+// the sliding neighbourhood sums agree with the brute-force average at every pixel, borders and corners
 // included, for each step (mono 1, Bayer and polarized mono 2, polarized Bayer 4), sizes that are no
 // multiple of the step, and neighbourhoods that pass beyond both opposite edges.
 TEST(DefectDetection, NeighbourhoodAverageMatchesBruteForceEverywhere) {
@@ -267,6 +270,119 @@ TEST(DefectDetection, FastFormsListWhatThePortableFormLists) {
                 ASSERT_EQ(list[i].average, expected[i].average);
             }
         }
+    }
+}
+
+namespace {
+
+// One kernel form against sums and candidates found by brute force in a padded random image.
+template <class Sum>
+void CheckKernelsAgainstBruteForce(const lxdpd::RowKernels& k, size_t bytes, size_t w, size_t h, size_t s, size_t n,
+                                   uint32_t seed) {
+    SCOPED_TRACE(::testing::Message() << bytes << " bytes " << w << "x" << h << " step " << s << " n " << n);
+    const size_t pitch = w * bytes + 13;
+    std::vector<uint8_t> image(pitch * h);
+    std::mt19937 rng(seed);
+    for (auto& b : image) b = uint8_t(rng());
+    const auto at = [&](size_t x, size_t y) -> uint64_t {
+        if (bytes == 1) return image[y * pitch + x];
+        uint16_t v;
+        std::memcpy(&v, &image[y * pitch + 2 * x], 2);
+        return v;
+    };
+    lxdpd::AddRow<Sum> add;
+    lxdpd::SlideRow<Sum> slide;
+    lxdpd::JudgeRow<Sum> judge;
+    if constexpr (sizeof(Sum) == 4) {
+        add = k.add8x32;
+        slide = k.slide8x32;
+        judge = k.judge8x32;
+    } else {
+        add = bytes == 1 ? k.add8x64 : k.add16x64;
+        slide = bytes == 1 ? k.slide8x64 : k.slide16x64;
+        judge = bytes == 1 ? k.judge8x64 : k.judge16x64;
+    }
+    const long R = long(n * s), W = long(w), H = long(h), S = long(s);
+    lxdpd::Geometry g{w, s, size_t(R), {}};
+    for (size_t c = 0; c < s; ++c) g.lastCol[c] = c < w ? c + (w - 1 - c) / s * s : 0;
+    // Bounds around the deviations of the image, and the ones that send every pixel or none on.
+    const double choices[] = {std::numeric_limits<double>::quiet_NaN(), -1.0, 0.0, 0.5, 7.25, 40.0, 1e30};
+    std::vector<Sum> columns(w), running(s * w);
+    std::vector<lxdpd::Candidate> found(w);
+    for (long y = 0; y < H; ++y) {
+        long r0 = y % S;
+        while (r0 < y - R) r0 += S;
+        long r1 = r0;
+        while (r1 + S < H && r1 + S <= y + R) r1 += S;
+        // The first row of each phase adds its window's rows; each later one slides the sums of its
+        // phase down by the row entering and the row leaving the window.
+        Sum* prefix = &running[size_t(y % S) * w];
+        const auto row = [&](long r) { return &image[size_t(r) * pitch]; };
+        if (y < S) {
+            std::fill(columns.begin(), columns.end(), Sum(0));
+            for (long r = r0; r < r1; r += S) add(row(r), columns.data(), nullptr, w, s);
+            add(row(r1), columns.data(), prefix, w, s);
+        } else if (y + R < H || y - R - S >= 0) {
+            slide(y + R < H ? row(y + R) : nullptr, y - R - S >= 0 ? row(y - R - S) : nullptr, prefix, w, s);
+        }
+        const uint64_t rows = uint64_t((r1 - r0) / S + 1);
+        std::vector<uint64_t> column(w, 0);
+        for (long x = 0; x < W; ++x) {
+            for (long r = r0; r <= r1; r += S) column[size_t(x)] += at(size_t(x), size_t(r));
+            uint64_t expected = 0;
+            for (long xx = x % S; xx <= x; xx += S) expected += column[size_t(xx)];
+            if (y < S) {
+                ASSERT_EQ(uint64_t(columns[size_t(x)]), column[size_t(x)]) << x << "," << y;
+            }
+            ASSERT_EQ(uint64_t(prefix[size_t(x)]), expected) << x << "," << y;
+        }
+        double bound[4];
+        for (size_t c = 0; c < s; ++c) bound[c] = choices[rng() % 7];
+        const size_t count = judge(row(y), prefix, rows, g, bound, found.data());
+        size_t i = 0;
+        for (long x = 0; x < W; ++x) {
+            uint64_t sum = 0, pixels = 0;
+            for (long xx = x % S; xx < W; xx += S)
+                if (xx >= x - R && xx <= x + R) {
+                    sum += column[size_t(xx)];
+                    pixels += rows;
+                }
+            const uint64_t p = at(size_t(x), size_t(y));
+            const double d = std::fabs(double(int64_t(sum - p * pixels)));
+            if (pixels <= 1 || d < bound[size_t(x) % s] * double(pixels - 1)) continue;
+            ASSERT_LT(i, count) << x << "," << y;
+            ASSERT_EQ(found[i].x, uint32_t(x)) << y;
+            ASSERT_EQ(found[i].value, p);
+            ASSERT_EQ(found[i].sum, sum);
+            ASSERT_EQ(found[i].count, pixels);
+            ++i;
+        }
+        ASSERT_EQ(i, count) << y;
+    }
+}
+
+} // namespace
+
+// Each form of the kernels, one level at a time: the column sums, the running sums as they slide down
+// the image, and the pixels handed to the exact test equal those found by brute force, for each step, odd sizes, padded
+// lines, neighbourhoods from the pixel alone to past the image, and bounds that pass some pixels,
+// all or none.
+TEST(DefectDetection, EveryKernelFormMatchesBruteForce) {
+    std::vector<lxcpu::Level> levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxdpd::Kernels().LevelAt(l); });
+    levels.insert(levels.begin(), lxcpu::Level::Portable);
+    const std::pair<size_t, size_t> sizes[] = {{1, 1}, {5, 3}, {37, 29}, {67, 19}, {150, 6}};
+    uint32_t seed = 1;
+    for (lxcpu::Level level : levels) {
+        SCOPED_TRACE(lxcpu::LevelName(level));
+        lxcpu::ForcedLevel forced(level);
+        const lxdpd::RowKernels& k = lxdpd::Kernels().Get();
+        for (const auto& [w, h] : sizes)
+            for (size_t s : {1u, 2u, 4u})
+                for (size_t n : {0u, 1u, 2u, 3u, 9u, 200u}) {
+                    CheckKernelsAgainstBruteForce<uint32_t>(k, 1, w, h, s, n, ++seed);
+                    CheckKernelsAgainstBruteForce<uint64_t>(k, 1, w, h, s, n, ++seed);
+                    CheckKernelsAgainstBruteForce<uint64_t>(k, 2, w, h, s, n, ++seed);
+                }
     }
 }
 
