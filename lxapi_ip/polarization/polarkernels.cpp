@@ -195,6 +195,32 @@ void LinearLineOf(const S* r0, const S* r1, S* out, uint32_t cols, const detail:
     for (uint32_t x = 0; x < cols; ++x) out[x] = S(detail::LinearAt(l, r0, r1, x));
 }
 
+// Degree or angle of one line. The tables are read through locals: byte stores may alias anything.
+template <bool degree, class S>
+void StokesLineOf(const S* r0, const S* r1, S* out, uint32_t cols, const detail::StokesLine& l) {
+    const uint32_t max = l.max, n = l.tables->N();
+    const uint32_t* const magnitude = l.tables->magnitude;
+    const uint64_t* const mul = l.tables->divisionMul;
+    const uint8_t* const shift = l.tables->divisionShift;
+    const uint16_t* const angle = l.tables->angle + (size_t(n) * 2 * n + n); // at x = y = 0
+    const uint8_t* const even = l.position[0];
+    const uint8_t* const odd = l.position[1];
+    auto clamp = [max](uint32_t v) { return v < max ? v : max; };
+    for (uint32_t x = 0; x < cols; ++x) {
+        const uint32_t v[4] = {clamp(r0[x]), clamp(r0[x + 1]), clamp(r1[x]), clamp(r1[x + 1])};
+        const uint8_t* p = x & 1 ? odd : even;
+        const int32_t sx = int32_t(v[p[0]]) - int32_t(v[p[2]]), sy = int32_t(v[p[1]]) - int32_t(v[p[3]]);
+        if constexpr (degree) {
+            const uint32_t ax = uint32_t(sx < 0 ? -sx : sx), ay = uint32_t(sy < 0 ? -sy : sy);
+            const uint32_t s = v[0] + v[1] + v[2] + v[3];
+            const uint32_t q = uint32_t((uint64_t(magnitude[size_t(ay) * (n + 1) + ax]) * mul[s]) >> shift[s]);
+            out[x] = S(q < max ? q : max);
+        } else {
+            out[x] = S(angle[ptrdiff_t(sy) * 2 * ptrdiff_t(n) + sx]);
+        }
+    }
+}
+
 constexpr detail::RowKernels kPortable = {
     {SymmetricLine8<Op::Average>, SymmetricLine8<Op::Maximum>, SymmetricLine8<Op::Minimum>,
      SymmetricLine8<Op::Difference>},
@@ -202,6 +228,10 @@ constexpr detail::RowKernels kPortable = {
      SymmetricLine16<Op::Difference>},
     LinearLineOf<uint8_t>,
     LinearLineOf<uint16_t>,
+    StokesLineOf<true, uint8_t>,
+    StokesLineOf<false, uint8_t>,
+    StokesLineOf<true, uint16_t>,
+    StokesLineOf<false, uint16_t>,
 };
 
 const lxcpu::KernelForms<detail::RowKernels>& Forms() noexcept {
@@ -301,6 +331,27 @@ void WindowLoop(const Context& c, uint32_t layout, const Plane& src, const Plane
                                          reinterpret_cast<uint16_t*>(out), cols, max);
                 });
             }
+            return;
+        }
+    }
+    if constexpr ((op == Op::Degree || op == Op::Angle) && std::is_same_v<S, D>) {
+        if (!c.depthTable && src.width > 1) {
+            const detail::RowKernels& k = Forms().Get();
+            detail::StokesLine lines[2];
+            for (uint32_t py = 0; py < 2; ++py) {
+                lines[py].tables = c.stokes;
+                lines[py].max = (1u << c.depth) - 1;
+                for (uint32_t px = 0; px < 2; ++px)
+                    std::memcpy(lines[py].position[px], OrderOf(layout, px, py).position, 4);
+            }
+            ByLines<D>(src, dst, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t y) {
+                if constexpr (sizeof(S) == 1)
+                    (op == Op::Degree ? k.degree8 : k.angle8)(r0, r1, out, cols, lines[y & 1]);
+                else
+                    (op == Op::Degree ? k.degree16 : k.angle16)(reinterpret_cast<const uint16_t*>(r0),
+                                                                reinterpret_cast<const uint16_t*>(r1),
+                                                                reinterpret_cast<uint16_t*>(out), cols, lines[y & 1]);
+            });
             return;
         }
     }

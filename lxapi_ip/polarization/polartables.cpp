@@ -109,6 +109,7 @@ void BuildMagnitude(StokesStore& store, unsigned depth) {
     store.tables.magnitude = store.magnitude.get();
     store.tables.divisionMul = store.divisionMul.get();
     store.tables.divisionShift = store.divisionShift.get();
+    store.tables.divisionBits = bits;
 }
 
 void BuildAngle(StokesStore& store, unsigned depth) {

@@ -48,7 +48,8 @@ private:
 //  - angle: 0 at the origin, else t = atan2(y, x) (+ 2 pi if negative), trunc(t * (M / 2 pi) + 0.5);
 //    kept whole, 4 N^2 entries of 16 bits;
 //  - the division of a magnitude by s = a + b + c + d (0 to 4M) as a multiplication and a shift,
-//    exact for every magnitude of the table; s = 0 gives 0.
+//    exact for every magnitude of the table; s = 0 gives 0. With b the bit width of the largest
+//    magnitude, the shift of s >= 1 is b + bit_width(s - 1) and the factor is below 2^(b + 1) + 1.
 // Degree conversions build magnitude and divisions, angle conversions the angles; both stay for the
 // life of the process. Memory: 8 bits 0.3 + 0.5 MiB, 10 bits 4 + 8 MiB, 12 bits 64 + 128 MiB.
 struct StokesTables {
@@ -56,6 +57,7 @@ struct StokesTables {
     const uint32_t* magnitude = nullptr; // [|y| * (N + 1) + |x|]
     const uint64_t* divisionMul = nullptr; // [s]
     const uint8_t* divisionShift = nullptr; // [s]
+    unsigned divisionBits = 0;              // b above
     const uint16_t* angle = nullptr;     // [(y + N) * 2N + (x + N)]
 
     uint32_t N() const noexcept { return 1u << depth; }
