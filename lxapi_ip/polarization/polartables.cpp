@@ -3,10 +3,14 @@
 
 #include <GenApi/Synch.h>
 
+#include <sys/mman.h>
+
 #include <atomic>
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <numbers>
 
 namespace lxpol {
@@ -75,27 +79,50 @@ uint32_t StokesAngle(unsigned depth, int32_t x, int32_t y) {
 
 namespace {
 
+struct Free {
+    void operator()(void* p) const { std::free(p); }
+};
+template <class T>
+using TableArray = std::unique_ptr<T[], Free>;
+
+// An array of n entries, not initialised. Arrays of megabytes are read at random, one entry per pixel:
+// they start on a 2 MiB boundary and ask for large pages, so that the address translations of the
+// whole table stay cached.
+template <class T>
+TableArray<T> AllocateTable(size_t n) {
+    constexpr size_t large = size_t(2) << 20;
+    const size_t bytes = n * sizeof(T);
+    const bool huge = bytes >= large;
+    const size_t alignment = huge ? large : 64;
+    void* p = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
+    if (!p) throw std::bad_alloc();
+#ifdef MADV_HUGEPAGE
+    if (huge) madvise(p, (bytes + large - 1) / large * large, MADV_HUGEPAGE); // a hint; refused is fine
+#endif
+    return TableArray<T>(static_cast<T*>(p));
+}
+
 // The parts of one depth; each pointer is published once, after its array is complete.
 struct StokesStore {
-    std::unique_ptr<uint32_t[]> magnitude;
-    std::unique_ptr<uint64_t[]> divisionMul;
-    std::unique_ptr<uint8_t[]> divisionShift;
-    std::unique_ptr<uint16_t[]> angle;
+    TableArray<uint32_t> magnitude;
+    TableArray<uint64_t> divisionMul;
+    TableArray<uint8_t> divisionShift;
+    TableArray<uint16_t> angle;
     StokesTables tables;
     std::atomic<bool> hasMagnitude{false}, hasAngle{false};
 };
 
 void BuildMagnitude(StokesStore& store, unsigned depth) {
     const uint32_t n = 1u << depth, m = n - 1;
-    auto magnitude = std::make_unique<uint32_t[]>(size_t(n + 1) * (n + 1));
+    auto magnitude = AllocateTable<uint32_t>(size_t(n + 1) * (n + 1));
     for (uint32_t y = 0; y <= n; ++y)
         for (uint32_t x = 0; x <= n; ++x) magnitude[size_t(y) * (n + 1) + x] = StokesMagnitude(depth, x, y);
     // floor(v / s) = (v * mul) >> shift for every v below 2^bits, with shift = bits + ceil(log2 s) and
     // mul = floor(2^shift / s) + 1: then 2^shift <= mul * s <= 2^shift + 2^ceil(log2 s).
     const unsigned bits = unsigned(std::bit_width(magnitude[size_t(n) * (n + 1) + n]));
     const size_t sums = size_t(4) * m + 1;
-    auto mul = std::make_unique<uint64_t[]>(sums);
-    auto shift = std::make_unique<uint8_t[]>(sums);
+    auto mul = AllocateTable<uint64_t>(sums);
+    auto shift = AllocateTable<uint8_t>(sums);
     mul[0] = 0;
     shift[0] = 0;
     for (size_t s = 1; s < sums; ++s) {
@@ -114,7 +141,7 @@ void BuildMagnitude(StokesStore& store, unsigned depth) {
 
 void BuildAngle(StokesStore& store, unsigned depth) {
     const int32_t n = int32_t(1) << depth;
-    auto angle = std::make_unique<uint16_t[]>(size_t(4) * size_t(n) * size_t(n));
+    auto angle = AllocateTable<uint16_t>(size_t(4) * size_t(n) * size_t(n));
     for (int32_t y = -n; y < n; ++y) {
         uint16_t* row = angle.get() + size_t(y + n) * 2 * size_t(n);
         for (int32_t x = -n; x < n; ++x) row[x + n] = uint16_t(StokesAngle(depth, x, y));
