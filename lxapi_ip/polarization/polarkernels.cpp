@@ -202,21 +202,29 @@ void StokesLineOf(const S* r0, const S* r1, S* out, uint32_t cols, const detail:
     const uint32_t* const magnitude = l.tables->magnitude;
     const uint64_t* const mul = l.tables->divisionMul;
     const uint8_t* const shift = l.tables->divisionShift;
-    const uint16_t* const angle = l.tables->angle + (size_t(n) * 2 * n + n); // at x = y = 0
-    const uint8_t* const even = l.position[0];
-    const uint8_t* const odd = l.position[1];
-    auto clamp = [max](uint32_t v) { return v < max ? v : max; };
+    const uint16_t* const angle = l.tables->angle;
+    const uint32_t pi = l.tables->angleOfPi;
+    // The window's samples packed in 16-bit fields of one word, the sample of slot k taken by a shift
+    // of 16 times its position: registers only (an array indexed by the positions went through memory).
+    uint32_t shifts[2][4];
+    for (uint32_t i = 0; i < 2; ++i)
+        for (uint32_t k = 0; k < 4; ++k) shifts[i][k] = 16u * l.position[i][k];
+    const uint32_t e0 = shifts[0][0], e1 = shifts[0][1], e2 = shifts[0][2], e3 = shifts[0][3];
+    const uint32_t o0 = shifts[1][0], o1 = shifts[1][1], o2 = shifts[1][2], o3 = shifts[1][3];
+    auto clamp = [max](uint64_t v) { return v < max ? v : uint64_t(max); };
     for (uint32_t x = 0; x < cols; ++x) {
-        const uint32_t v[4] = {clamp(r0[x]), clamp(r0[x + 1]), clamp(r1[x]), clamp(r1[x + 1])};
-        const uint8_t* p = x & 1 ? odd : even;
-        const int32_t sx = int32_t(v[p[0]]) - int32_t(v[p[2]]), sy = int32_t(v[p[1]]) - int32_t(v[p[3]]);
+        const uint64_t a = clamp(r0[x]), b = clamp(r0[x + 1]), c = clamp(r1[x]), d = clamp(r1[x + 1]);
+        const uint64_t packed = a | b << 16 | c << 32 | d << 48;
+        const bool odd = x & 1;
+        auto slot = [&](uint32_t even, uint32_t oddShift) { return int32_t((packed >> (odd ? oddShift : even)) & 0xFFFF); };
+        const int32_t sx = slot(e0, o0) - slot(e2, o2), sy = slot(e1, o1) - slot(e3, o3);
+        const uint32_t sum = uint32_t(a + b + c + d);
+        const uint32_t ax = uint32_t(sx < 0 ? -sx : sx), ay = uint32_t(sy < 0 ? -sy : sy);
         if constexpr (degree) {
-            const uint32_t ax = uint32_t(sx < 0 ? -sx : sx), ay = uint32_t(sy < 0 ? -sy : sy);
-            const uint32_t s = v[0] + v[1] + v[2] + v[3];
-            const uint32_t q = uint32_t((uint64_t(magnitude[size_t(ay) * (n + 1) + ax]) * mul[s]) >> shift[s]);
+            const uint32_t q = uint32_t((uint64_t(magnitude[size_t(ay) * (n + 1) + ax]) * mul[sum]) >> shift[sum]);
             out[x] = S(q < max ? q : max);
         } else {
-            out[x] = S(angle[ptrdiff_t(sy) * 2 * ptrdiff_t(n) + sx]);
+            out[x] = S(StokesTables::AngleOfEntry(angle[size_t(ay) * n + ax], sx, sy, max, pi));
         }
     }
 }

@@ -148,7 +148,7 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
 // multiply-adds with coefficients of 1, -1 and 0; the tables are read by gathers.
 struct StokesConstants {
     __m256i x01[2], x23[2], y01[2], y23[2];
-    __m256i ones, magnitudeIndex, angleIndex, angleBias, max, bits, one, bias, low32;
+    __m256i ones, magnitudeIndex, angleIndex, max, bits, one, bias, low32, low16, half, pi;
     const int* magnitude;
     const int* mul;
     const int* angle;
@@ -162,32 +162,33 @@ struct StokesConstants {
         const int32_t n = int32_t(l.tables->N());
         ones = pair(1, 1);
         magnitudeIndex = pair(1, n + 1);
-        angleIndex = pair(1, 2 * n);
-        // Entry i of the angle table is the upper half of the 32-bit word at entry i - 1 (i >= 1).
-        angleBias = _mm256_set1_epi32(2 * n * n + n - 1);
+        angleIndex = pair(1, n);
         max = _mm256_set1_epi32(int32_t(l.max));
         bits = _mm256_set1_epi32(int32_t(l.tables->divisionBits));
         one = _mm256_set1_epi32(1);
         bias = _mm256_set1_epi32(126);
         low32 = _mm256_set1_epi64x(0xFFFFFFFF);
+        low16 = _mm256_set1_epi32(0xFFFF);
+        half = _mm256_set1_epi32(int32_t((l.max - 1) / 2));
+        pi = _mm256_set1_epi32(int32_t(l.tables->angleOfPi));
         magnitude = reinterpret_cast<const int*>(l.tables->magnitude);
         mul = reinterpret_cast<const int*>(l.tables->divisionMul); // the low halves, scaled by 8
-        angle = reinterpret_cast<const int*>(l.tables->angle);
-    }
-    // (x, y) of eight windows as word pairs.
-    __m256i Pair(__m256i w0, __m256i w1, int p, __m256i x) const {
-        const __m256i y = _mm256_add_epi32(_mm256_madd_epi16(w0, y01[p]), _mm256_madd_epi16(w1, y23[p]));
-        return _mm256_blend_epi16(x, _mm256_slli_epi32(y, 16), 0xAA);
+        angle = reinterpret_cast<const int*>(l.tables->angle);    // 32 bits at an entry, scaled by 2
     }
     __m256i X(__m256i w0, __m256i w1, int p) const {
         return _mm256_add_epi32(_mm256_madd_epi16(w0, x01[p]), _mm256_madd_epi16(w1, x23[p]));
     }
+    __m256i Y(__m256i w0, __m256i w1, int p) const {
+        return _mm256_add_epi32(_mm256_madd_epi16(w0, y01[p]), _mm256_madd_epi16(w1, y23[p]));
+    }
+    // |x| and |y| as the low and high word of each lane.
+    static __m256i AbsolutePair(__m256i x, __m256i y) {
+        return _mm256_blend_epi16(_mm256_abs_epi32(x), _mm256_slli_epi32(_mm256_abs_epi32(y), 16), 0xAA);
+    }
     __m256i Degree(__m256i w0, __m256i w1, int p) const {
-        const __m256i x = X(w0, w1, p);
-        const __m256i y = _mm256_add_epi32(_mm256_madd_epi16(w0, y01[p]), _mm256_madd_epi16(w1, y23[p]));
         const __m256i s = _mm256_add_epi32(_mm256_madd_epi16(w0, ones), _mm256_madd_epi16(w1, ones));
-        const __m256i at = _mm256_blend_epi16(_mm256_abs_epi32(x), _mm256_slli_epi32(_mm256_abs_epi32(y), 16), 0xAA);
-        const __m256i m = _mm256_i32gather_epi32(magnitude, _mm256_madd_epi16(at, magnitudeIndex), 4);
+        const __m256i at = _mm256_madd_epi16(AbsolutePair(X(w0, w1, p), Y(w0, w1, p)), magnitudeIndex);
+        const __m256i m = _mm256_i32gather_epi32(magnitude, at, 4);
         const __m256i f = _mm256_i32gather_epi32(mul, s, 8);
         // The shift b + bit_width(s - 1), the width from the exponent of s - 1 as a float (exact: s is
         // below 2^24). s = 0 gives a shift past 63 and the factor 0: the quotient 0.
@@ -198,9 +199,18 @@ struct StokesConstants {
                                               _mm256_srli_epi64(shift, 32));
         return _mm256_min_epu32(_mm256_or_si256(even, _mm256_slli_epi64(odd, 32)), max);
     }
+    // The angle from the first-quadrant entry, as StokesTables::AngleOfEntry.
     __m256i Angle(__m256i w0, __m256i w1, int p) const {
-        const __m256i at = _mm256_add_epi32(_mm256_madd_epi16(Pair(w0, w1, p, X(w0, w1, p)), angleIndex), angleBias);
-        return _mm256_srli_epi32(_mm256_i32gather_epi32(angle, at, 2), 16);
+        const __m256i x = X(w0, w1, p), y = Y(w0, w1, p), zero = _mm256_setzero_si256();
+        const __m256i at = _mm256_madd_epi16(AbsolutePair(x, y), angleIndex);
+        const __m256i e = _mm256_and_si256(_mm256_i32gather_epi32(angle, at, 2), low16);
+        const __m256i floor = _mm256_srli_epi32(e, 1);
+        const __m256i yZero = _mm256_cmpeq_epi32(y, zero);
+        const __m256i rounded = _mm256_or_si256(_mm256_cmpgt_epi32(x, zero), yZero);
+        const __m256i upper = _mm256_blendv_epi8(_mm256_sub_epi32(half, floor),
+                                                 _mm256_add_epi32(floor, _mm256_and_si256(e, one)), rounded);
+        const __m256i v = _mm256_blendv_epi8(upper, _mm256_sub_epi32(max, upper), _mm256_cmpgt_epi32(zero, y));
+        return _mm256_blendv_epi8(v, pi, _mm256_and_si256(yZero, _mm256_cmpgt_epi32(zero, x)));
     }
 };
 

@@ -97,7 +97,7 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
 
 struct StokesConstants {
     __m512i x01[2], x23[2], y01[2], y23[2];
-    __m512i ones, magnitudeIndex, angleIndex, angleBias, max, bits, one, bias, low32;
+    __m512i ones, magnitudeIndex, angleIndex, max, bits, one, bias, low32, low16, half, pi;
     const int* magnitude;
     const int* mul;
     const int* angle;
@@ -111,13 +111,15 @@ struct StokesConstants {
         const int32_t n = int32_t(l.tables->N());
         ones = pair(1, 1);
         magnitudeIndex = pair(1, n + 1);
-        angleIndex = pair(1, 2 * n);
-        angleBias = _mm512_set1_epi32(2 * n * n + n - 1);
+        angleIndex = pair(1, n);
         max = _mm512_set1_epi32(int32_t(l.max));
         bits = _mm512_set1_epi32(int32_t(l.tables->divisionBits));
         one = _mm512_set1_epi32(1);
         bias = _mm512_set1_epi32(126);
         low32 = _mm512_set1_epi64(0xFFFFFFFF);
+        low16 = _mm512_set1_epi32(0xFFFF);
+        half = _mm512_set1_epi32(int32_t((l.max - 1) / 2));
+        pi = _mm512_set1_epi32(int32_t(l.tables->angleOfPi));
         magnitude = reinterpret_cast<const int*>(l.tables->magnitude);
         mul = reinterpret_cast<const int*>(l.tables->divisionMul);
         angle = reinterpret_cast<const int*>(l.tables->angle);
@@ -128,14 +130,13 @@ struct StokesConstants {
     __m512i Y(__m512i w0, __m512i w1, int p) const {
         return _mm512_add_epi32(_mm512_madd_epi16(w0, y01[p]), _mm512_madd_epi16(w1, y23[p]));
     }
-    // Two components as the low and high word of each lane.
-    static __m512i Pair(__m512i x, __m512i y) {
-        return _mm512_mask_blend_epi16(0xAAAAAAAA, x, _mm512_slli_epi32(y, 16));
+    static __m512i AbsolutePair(__m512i x, __m512i y) {
+        return _mm512_mask_blend_epi16(0xAAAAAAAA, _mm512_abs_epi32(x), _mm512_slli_epi32(_mm512_abs_epi32(y), 16));
     }
     __m512i Degree(__m512i w0, __m512i w1, int p) const {
         const __m512i s = _mm512_add_epi32(_mm512_madd_epi16(w0, ones), _mm512_madd_epi16(w1, ones));
-        const __m512i at = Pair(_mm512_abs_epi32(X(w0, w1, p)), _mm512_abs_epi32(Y(w0, w1, p)));
-        const __m512i m = _mm512_i32gather_epi32(_mm512_madd_epi16(at, magnitudeIndex), magnitude, 4);
+        const __m512i at = _mm512_madd_epi16(AbsolutePair(X(w0, w1, p), Y(w0, w1, p)), magnitudeIndex);
+        const __m512i m = _mm512_i32gather_epi32(at, magnitude, 4);
         const __m512i f = _mm512_i32gather_epi32(s, mul, 8);
         const __m512i e = _mm512_srli_epi32(_mm512_castps_si512(_mm512_cvtepi32_ps(_mm512_sub_epi32(s, one))), 23);
         const __m512i shift = _mm512_add_epi32(bits, _mm512_max_epi32(_mm512_sub_epi32(e, bias), _mm512_setzero_si512()));
@@ -145,8 +146,16 @@ struct StokesConstants {
         return _mm512_min_epu32(_mm512_or_si512(even, _mm512_slli_epi64(odd, 32)), max);
     }
     __m512i Angle(__m512i w0, __m512i w1, int p) const {
-        const __m512i at = _mm512_add_epi32(_mm512_madd_epi16(Pair(X(w0, w1, p), Y(w0, w1, p)), angleIndex), angleBias);
-        return _mm512_srli_epi32(_mm512_i32gather_epi32(at, angle, 2), 16);
+        const __m512i x = X(w0, w1, p), y = Y(w0, w1, p), zero = _mm512_setzero_si512();
+        const __m512i at = _mm512_madd_epi16(AbsolutePair(x, y), angleIndex);
+        const __m512i e = _mm512_and_si512(_mm512_i32gather_epi32(at, angle, 2), low16);
+        const __m512i floor = _mm512_srli_epi32(e, 1);
+        const __mmask16 yZero = _mm512_cmpeq_epi32_mask(y, zero);
+        const __mmask16 rounded = _mm512_cmpgt_epi32_mask(x, zero) | yZero;
+        const __m512i upper = _mm512_mask_blend_epi32(rounded, _mm512_sub_epi32(half, floor),
+                                                      _mm512_add_epi32(floor, _mm512_and_si512(e, one)));
+        const __m512i v = _mm512_mask_sub_epi32(upper, _mm512_cmplt_epi32_mask(y, zero), max, upper);
+        return _mm512_mask_mov_epi32(v, yZero & _mm512_cmplt_epi32_mask(x, zero), pi);
     }
 };
 

@@ -140,14 +140,22 @@ void BuildMagnitude(StokesStore& store, unsigned depth) {
 }
 
 void BuildAngle(StokesStore& store, unsigned depth) {
-    const int32_t n = int32_t(1) << depth;
-    auto angle = AllocateTable<uint16_t>(size_t(4) * size_t(n) * size_t(n));
-    for (int32_t y = -n; y < n; ++y) {
-        uint16_t* row = angle.get() + size_t(y + n) * 2 * size_t(n);
-        for (int32_t x = -n; x < n; ++x) row[x + n] = uint16_t(StokesAngle(depth, x, y));
+    const uint32_t n = 1u << depth;
+    const double scale = double(n - 1) / (2.0 * std::numbers::pi);
+    auto angle = AllocateTable<uint16_t>(size_t(n) * n + 1);
+    for (uint32_t y = 0; y < n; ++y) {
+        uint16_t* row = angle.get() + size_t(y) * n;
+        for (uint32_t x = 0; x < n; ++x) {
+            // The formula's own operations: t in [0, pi / 2] needs no turn added.
+            const double u = (x == 0 && y == 0) ? 0.0 : std::atan2(double(y), double(x)) * scale;
+            const double floor = std::trunc(u);
+            row[x] = uint16_t(2 * uint32_t(floor) + (std::trunc(u + 0.5) > floor ? 1 : 0));
+        }
     }
+    angle[size_t(n) * n] = 0;
     store.angle = std::move(angle);
     store.tables.angle = store.angle.get();
+    store.tables.angleOfPi = StokesAngle(depth, -1, 0);
 }
 
 } // namespace
