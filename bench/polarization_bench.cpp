@@ -103,7 +103,7 @@ void StokesTablesFirstUse(benchmark::State& state, unsigned bits) {
     for (auto _ : state) benchmark::DoNotOptimize(seconds[bits]);
     const double n = double(1u << bits);
     state.counters["build_s"] = seconds[bits];
-    state.counters["MiB"] = ((n + 1) * (n + 1) * 4 + n * n * 2 + (4 * n) * 9) / (1024.0 * 1024.0);
+    state.counters["MiB"] = ((n + 1) * (n + 2) / 2 * 4 + n * n * 2 + (4 * n) * 9) / (1024.0 * 1024.0);
 }
 
 // One window operation on raw planes at a forced level; 12-bit samples in words.

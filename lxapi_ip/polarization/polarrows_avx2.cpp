@@ -148,7 +148,7 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
 // multiply-adds with coefficients of 1, -1 and 0; the tables are read by gathers.
 struct StokesConstants {
     __m256i x01[2], x23[2], y01[2], y23[2];
-    __m256i ones, magnitudeIndex, angleIndex, max, bits, one, bias, low32, low16, half, pi;
+    __m256i ones, angleIndex, max, bits, one, bias, low32, low16, half, pi;
     const int* magnitude;
     const int* mul;
     const int* angle;
@@ -161,7 +161,6 @@ struct StokesConstants {
         }
         const int32_t n = int32_t(l.tables->N());
         ones = pair(1, 1);
-        magnitudeIndex = pair(1, n + 1);
         angleIndex = pair(1, n);
         max = _mm256_set1_epi32(int32_t(l.max));
         bits = _mm256_set1_epi32(int32_t(l.tables->divisionBits));
@@ -187,7 +186,10 @@ struct StokesConstants {
     }
     __m256i Degree(__m256i w0, __m256i w1, int p) const {
         const __m256i s = _mm256_add_epi32(_mm256_madd_epi16(w0, ones), _mm256_madd_epi16(w1, ones));
-        const __m256i at = _mm256_madd_epi16(AbsolutePair(X(w0, w1, p), Y(w0, w1, p)), magnitudeIndex);
+        // The entry of the larger h and the smaller l of |x| and |y|: h (h + 1) / 2 + l.
+        const __m256i ax = _mm256_abs_epi32(X(w0, w1, p)), ay = _mm256_abs_epi32(Y(w0, w1, p));
+        const __m256i h = _mm256_max_epi32(ax, ay), l = _mm256_min_epi32(ax, ay);
+        const __m256i at = _mm256_add_epi32(_mm256_srli_epi32(_mm256_mullo_epi32(h, _mm256_add_epi32(h, one)), 1), l);
         const __m256i m = _mm256_i32gather_epi32(magnitude, at, 4);
         const __m256i f = _mm256_i32gather_epi32(mul, s, 8);
         // The shift b + bit_width(s - 1), the width from the exponent of s - 1 as a float (exact: s is

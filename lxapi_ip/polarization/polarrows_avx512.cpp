@@ -97,7 +97,7 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
 
 struct StokesConstants {
     __m512i x01[2], x23[2], y01[2], y23[2];
-    __m512i ones, magnitudeIndex, angleIndex, max, bits, one, bias, low32, low16, half, pi;
+    __m512i ones, angleIndex, max, bits, one, bias, low32, low16, half, pi;
     const int* magnitude;
     const int* mul;
     const int* angle;
@@ -110,7 +110,6 @@ struct StokesConstants {
         }
         const int32_t n = int32_t(l.tables->N());
         ones = pair(1, 1);
-        magnitudeIndex = pair(1, n + 1);
         angleIndex = pair(1, n);
         max = _mm512_set1_epi32(int32_t(l.max));
         bits = _mm512_set1_epi32(int32_t(l.tables->divisionBits));
@@ -135,7 +134,10 @@ struct StokesConstants {
     }
     __m512i Degree(__m512i w0, __m512i w1, int p) const {
         const __m512i s = _mm512_add_epi32(_mm512_madd_epi16(w0, ones), _mm512_madd_epi16(w1, ones));
-        const __m512i at = _mm512_madd_epi16(AbsolutePair(X(w0, w1, p), Y(w0, w1, p)), magnitudeIndex);
+        // The entry of the larger h and the smaller l of |x| and |y|: h (h + 1) / 2 + l.
+        const __m512i ax = _mm512_abs_epi32(X(w0, w1, p)), ay = _mm512_abs_epi32(Y(w0, w1, p));
+        const __m512i h = _mm512_max_epi32(ax, ay), l = _mm512_min_epi32(ax, ay);
+        const __m512i at = _mm512_add_epi32(_mm512_srli_epi32(_mm512_mullo_epi32(h, _mm512_add_epi32(h, one)), 1), l);
         const __m512i m = _mm512_i32gather_epi32(at, magnitude, 4);
         const __m512i f = _mm512_i32gather_epi32(s, mul, 8);
         const __m512i e = _mm512_srli_epi32(_mm512_castps_si512(_mm512_cvtepi32_ps(_mm512_sub_epi32(s, one))), 23);

@@ -114,12 +114,12 @@ struct StokesStore {
 
 void BuildMagnitude(StokesStore& store, unsigned depth) {
     const uint32_t n = 1u << depth, m = n - 1;
-    auto magnitude = AllocateTable<uint32_t>(size_t(n + 1) * (n + 1));
-    for (uint32_t y = 0; y <= n; ++y)
-        for (uint32_t x = 0; x <= n; ++x) magnitude[size_t(y) * (n + 1) + x] = StokesMagnitude(depth, x, y);
+    auto magnitude = AllocateTable<uint32_t>(StokesTables::MagnitudeIndex(n, n) + 1);
+    for (uint32_t h = 0; h <= n; ++h)
+        for (uint32_t l = 0; l <= h; ++l) magnitude[StokesTables::MagnitudeIndex(h, l)] = StokesMagnitude(depth, h, l);
     // floor(v / s) = (v * mul) >> shift for every v below 2^bits, with shift = bits + ceil(log2 s) and
     // mul = floor(2^shift / s) + 1: then 2^shift <= mul * s <= 2^shift + 2^ceil(log2 s).
-    const unsigned bits = unsigned(std::bit_width(magnitude[size_t(n) * (n + 1) + n]));
+    const unsigned bits = unsigned(std::bit_width(magnitude[StokesTables::MagnitudeIndex(n, n)]));
     const size_t sums = size_t(4) * m + 1;
     auto mul = AllocateTable<uint64_t>(sums);
     auto shift = AllocateTable<uint8_t>(sums);
