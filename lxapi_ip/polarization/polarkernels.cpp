@@ -221,7 +221,7 @@ void StokesLineOf(const S* r0, const S* r1, S* out, uint32_t cols, const detail:
         const uint32_t sum = uint32_t(a + b + c + d);
         const uint32_t ax = uint32_t(sx < 0 ? -sx : sx), ay = uint32_t(sy < 0 ? -sy : sy);
         if constexpr (degree) {
-            const uint32_t q = uint32_t((uint64_t(magnitude[ay > ax ? StokesTables::MagnitudeIndex(ay, ax) : StokesTables::MagnitudeIndex(ax, ay)]) * mul[sum]) >> shift[sum]);
+            const uint32_t q = uint32_t((uint64_t(magnitude[StokesTables::MagnitudeIndexOf(ax, ay)]) * mul[sum]) >> shift[sum]);
             out[x] = S(q < max ? q : max);
         } else {
             out[x] = S(StokesTables::AngleOfEntry(angle[size_t(ay) * n + ax], sx, sy, max, pi));

@@ -69,9 +69,15 @@ struct StokesTables {
     uint32_t N() const noexcept { return 1u << depth; }
     uint32_t Magnitude(int32_t x, int32_t y) const noexcept {
         const uint32_t ax = uint32_t(x < 0 ? -x : x), ay = uint32_t(y < 0 ? -y : y);
-        return magnitude[ay > ax ? MagnitudeIndex(ay, ax) : MagnitudeIndex(ax, ay)];
+        return magnitude[MagnitudeIndexOf(ax, ay)];
     }
     static size_t MagnitudeIndex(uint32_t high, uint32_t low) noexcept { return size_t(high) * (high + 1) / 2 + low; }
+    // The entry of |x| and |y| in either order. Which is larger is not predictable on random data:
+    // chosen by a mask (the compiler made a branch of std::max and std::min).
+    static size_t MagnitudeIndexOf(uint32_t ax, uint32_t ay) noexcept {
+        const uint32_t high = ax ^ ((ax ^ ay) & (0u - uint32_t(ax < ay)));
+        return MagnitudeIndex(high, ax ^ ay ^ high);
+    }
     uint32_t Divide(uint32_t magnitudeValue, uint32_t s) const noexcept {
         return uint32_t((uint64_t(magnitudeValue) * divisionMul[s]) >> divisionShift[s]);
     }
