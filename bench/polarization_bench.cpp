@@ -103,7 +103,7 @@ void StokesTablesFirstUse(benchmark::State& state, unsigned bits) {
     for (auto _ : state) benchmark::DoNotOptimize(seconds[bits]);
     const double n = double(1u << bits);
     state.counters["build_s"] = seconds[bits];
-    state.counters["MiB"] = ((n + 1) * (n + 1) * 4 + 4 * n * n * 2 + (4 * n) * 9) / (1024.0 * 1024.0);
+    state.counters["MiB"] = ((n + 1) * (n + 2) / 2 * 4 + n * n * 2 + (4 * n) * 9) / (1024.0 * 1024.0);
 }
 
 // One window operation on raw planes at a forced level; 12-bit samples in words.
@@ -126,6 +126,7 @@ void Kernel(benchmark::State& state, unsigned bits, lxpol::Op op, lxcpu::Level l
     c.op = op;
     c.depth = bits;
     for (unsigned k = 0; k < 4; ++k) c.weights[k] = table->Slot(k);
+    if (op == lxpol::Op::Degree || op == lxpol::Op::Angle) c.stokes = &lxpol::AcquireStokesTables(bits, true, true);
     const lxpol::Plane src{in.data(), ptrdiff_t(W * sample), uint32_t(W), uint32_t(H), bits > 8};
     const lxpol::Plane dst{out.data(), ptrdiff_t(W * sample), uint32_t(W), uint32_t(H), bits > 8};
     for (auto _ : state) {
@@ -155,7 +156,8 @@ int Register() {
     }
     const std::pair<lxpol::Op, const char*> ops[] = {{lxpol::Op::Average, "Average"}, {lxpol::Op::Maximum, "Maximum"},
                                                      {lxpol::Op::Minimum, "Minimum"}, {lxpol::Op::Difference, "Difference"},
-                                                     {lxpol::Op::Linear, "SpecifiedAngleLinear"}};
+                                                     {lxpol::Op::Linear, "SpecifiedAngleLinear"},
+                                                     {lxpol::Op::Degree, "Degree"}, {lxpol::Op::Angle, "Angle"}};
     const std::pair<lxcpu::Level, const char*> levels[] = {
         {lxcpu::Level::Portable, "portable"}, {lxcpu::Level::Avx2, "avx2"}, {lxcpu::Level::Avx512, "avx512"}};
     for (unsigned bits : {8u, 12u})

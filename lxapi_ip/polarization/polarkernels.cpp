@@ -195,6 +195,40 @@ void LinearLineOf(const S* r0, const S* r1, S* out, uint32_t cols, const detail:
     for (uint32_t x = 0; x < cols; ++x) out[x] = S(detail::LinearAt(l, r0, r1, x));
 }
 
+// Degree or angle of one line. The tables are read through locals: byte stores may alias anything.
+template <bool degree, class S>
+void StokesLineOf(const S* r0, const S* r1, S* out, uint32_t cols, const detail::StokesLine& l) {
+    const uint32_t max = l.max, n = l.tables->N();
+    const uint32_t* const magnitude = l.tables->magnitude;
+    const uint64_t* const mul = l.tables->divisionMul;
+    const uint8_t* const shift = l.tables->divisionShift;
+    const uint16_t* const angle = l.tables->angle;
+    const uint32_t pi = l.tables->angleOfPi;
+    // The window's samples packed in 16-bit fields of one word, the sample of slot k taken by a shift
+    // of 16 times its position: registers only (an array indexed by the positions went through memory).
+    uint32_t shifts[2][4];
+    for (uint32_t i = 0; i < 2; ++i)
+        for (uint32_t k = 0; k < 4; ++k) shifts[i][k] = 16u * l.position[i][k];
+    const uint32_t e0 = shifts[0][0], e1 = shifts[0][1], e2 = shifts[0][2], e3 = shifts[0][3];
+    const uint32_t o0 = shifts[1][0], o1 = shifts[1][1], o2 = shifts[1][2], o3 = shifts[1][3];
+    auto clamp = [max](uint64_t v) { return v < max ? v : uint64_t(max); };
+    for (uint32_t x = 0; x < cols; ++x) {
+        const uint64_t a = clamp(r0[x]), b = clamp(r0[x + 1]), c = clamp(r1[x]), d = clamp(r1[x + 1]);
+        const uint64_t packed = a | b << 16 | c << 32 | d << 48;
+        const bool odd = x & 1;
+        auto slot = [&](uint32_t even, uint32_t oddShift) { return int32_t((packed >> (odd ? oddShift : even)) & 0xFFFF); };
+        const int32_t sx = slot(e0, o0) - slot(e2, o2), sy = slot(e1, o1) - slot(e3, o3);
+        const uint32_t sum = uint32_t(a + b + c + d);
+        const uint32_t ax = uint32_t(sx < 0 ? -sx : sx), ay = uint32_t(sy < 0 ? -sy : sy);
+        if constexpr (degree) {
+            const uint32_t q = uint32_t((uint64_t(magnitude[StokesTables::MagnitudeIndexOf(ax, ay)]) * mul[sum]) >> shift[sum]);
+            out[x] = S(q < max ? q : max);
+        } else {
+            out[x] = S(StokesTables::AngleOfEntry(angle[size_t(ay) * n + ax], sx, sy, max, pi));
+        }
+    }
+}
+
 constexpr detail::RowKernels kPortable = {
     {SymmetricLine8<Op::Average>, SymmetricLine8<Op::Maximum>, SymmetricLine8<Op::Minimum>,
      SymmetricLine8<Op::Difference>},
@@ -202,6 +236,10 @@ constexpr detail::RowKernels kPortable = {
      SymmetricLine16<Op::Difference>},
     LinearLineOf<uint8_t>,
     LinearLineOf<uint16_t>,
+    StokesLineOf<true, uint8_t>,
+    StokesLineOf<false, uint8_t>,
+    StokesLineOf<true, uint16_t>,
+    StokesLineOf<false, uint16_t>,
 };
 
 const lxcpu::KernelForms<detail::RowKernels>& Forms() noexcept {
@@ -301,6 +339,27 @@ void WindowLoop(const Context& c, uint32_t layout, const Plane& src, const Plane
                                          reinterpret_cast<uint16_t*>(out), cols, max);
                 });
             }
+            return;
+        }
+    }
+    if constexpr ((op == Op::Degree || op == Op::Angle) && std::is_same_v<S, D>) {
+        if (!c.depthTable && src.width > 1) {
+            const detail::RowKernels& k = Forms().Get();
+            detail::StokesLine lines[2];
+            for (uint32_t py = 0; py < 2; ++py) {
+                lines[py].tables = c.stokes;
+                lines[py].max = (1u << c.depth) - 1;
+                for (uint32_t px = 0; px < 2; ++px)
+                    std::memcpy(lines[py].position[px], OrderOf(layout, px, py).position, 4);
+            }
+            ByLines<D>(src, dst, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t y) {
+                if constexpr (sizeof(S) == 1)
+                    (op == Op::Degree ? k.degree8 : k.angle8)(r0, r1, out, cols, lines[y & 1]);
+                else
+                    (op == Op::Degree ? k.degree16 : k.angle16)(reinterpret_cast<const uint16_t*>(r0),
+                                                                reinterpret_cast<const uint16_t*>(r1),
+                                                                reinterpret_cast<uint16_t*>(out), cols, lines[y & 1]);
+            });
             return;
         }
     }

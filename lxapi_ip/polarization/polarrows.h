@@ -1,6 +1,6 @@
 // The line kernels of the sliding window that have vector forms: the symmetric operations (average,
-// maximum, minimum, difference) and the linear angle interpolation, for equal source and destination
-// depths (no depth table). One table of function pointers per instruction-set level, chosen through
+// maximum, minimum, difference), the linear angle interpolation, and the degree and angle of
+// polarization, for equal source and destination depths (no depth table). One table of function pointers per instruction-set level, chosen through
 // the processor dispatcher; every form gives the portable form's results bit for bit.
 //
 // A line kernel writes out[x] for x < cols from the window (l0[x], l0[x + 1], l1[x], l1[x + 1]);
@@ -11,6 +11,10 @@
 
 #include <cstddef>
 #include <cstdint>
+
+namespace lxpol {
+struct StokesTables; // polartables.h
+}
 
 namespace lxpol::detail {
 
@@ -62,17 +66,38 @@ void Repair(const S* l0, const S* l1, S* out, uint32_t x, uint32_t differ, const
     }
 }
 
+// Degree or angle of polarization of one line, read from the Stokes tables. The window's Stokes
+// components are x = v(slot 0) - v(slot 2), y = v(slot 1) - v(slot 3) and the sum of its four samples;
+// position[x parity][k] is the window position (as for LinearLine) of slot k.
+struct StokesLine {
+    uint8_t position[2][4] = {};
+    const StokesTables* tables = nullptr;
+    uint32_t max = 255;
+};
+
+// The coefficient (1, -1 or 0) of window position j in the Stokes component that is v(slot plus) -
+// v(slot minus), for windows of the column parity `parity`: the vector forms take a component as a
+// weighted sum of the window's samples.
+inline int16_t StokesCoefficient(const StokesLine& l, uint32_t parity, uint32_t plus, uint32_t minus, uint32_t j) {
+    return l.position[parity][plus] == j ? 1 : l.position[parity][minus] == j ? -1 : 0;
+}
+
 using SymmetricRow8 = void (*)(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols);
 using SymmetricRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, uint16_t max);
 using LinearRow8 = void (*)(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const LinearLine& l);
 using LinearRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols,
                              const LinearLine& l);
+using StokesRow8 = void (*)(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const StokesLine& l);
+using StokesRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols,
+                             const StokesLine& l);
 
 struct RowKernels {
     SymmetricRow8 symmetric8[4];   // Average, Maximum, Minimum, Difference
     SymmetricRow16 symmetric16[4]; // the same
     LinearRow8 linear8;
     LinearRow16 linear16;
+    StokesRow8 degree8, angle8;
+    StokesRow16 degree16, angle16;
 };
 
 const RowKernels& PortableRows() noexcept;

@@ -4,6 +4,7 @@
 // word pairs weighted by another, and the even and odd results interleave by a shift and an or.
 // Built with -mavx2 alone and entered only after the dispatcher found AVX2.
 #include "polarrows.h"
+#include "polartables.h"
 
 #if defined(__x86_64__) && defined(__AVX2__)
 
@@ -141,11 +142,127 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
     PortableRows().linear16(l0 + x, l1 + x, out + x, cols - x, l);
 }
 
+// ---- degree and angle of polarization ----
+
+// The constants of a line. Components of eight windows of one parity come from their word pairs by
+// multiply-adds with coefficients of 1, -1 and 0; the tables are read by gathers.
+struct StokesConstants {
+    __m256i x01[2], x23[2], y01[2], y23[2];
+    __m256i ones, angleIndex, max, bits, one, bias, low32, low16, half, pi;
+    const int* magnitude;
+    const int* mul;
+    const int* angle;
+    explicit StokesConstants(const StokesLine& l) {
+        auto pair = [](int32_t p, int32_t q) { return _mm256_set1_epi32(int32_t(uint16_t(p)) | int32_t(uint32_t(uint16_t(q)) << 16)); };
+        for (uint32_t i = 0; i < 2; ++i) {
+            auto c = [&](uint32_t plus, uint32_t minus, uint32_t j) { return StokesCoefficient(l, i, plus, minus, j); };
+            x01[i] = pair(c(0, 2, 0), c(0, 2, 1)), x23[i] = pair(c(0, 2, 2), c(0, 2, 3));
+            y01[i] = pair(c(1, 3, 0), c(1, 3, 1)), y23[i] = pair(c(1, 3, 2), c(1, 3, 3));
+        }
+        const int32_t n = int32_t(l.tables->N());
+        ones = pair(1, 1);
+        angleIndex = pair(1, n);
+        max = _mm256_set1_epi32(int32_t(l.max));
+        bits = _mm256_set1_epi32(int32_t(l.tables->divisionBits));
+        one = _mm256_set1_epi32(1);
+        bias = _mm256_set1_epi32(126);
+        low32 = _mm256_set1_epi64x(0xFFFFFFFF);
+        low16 = _mm256_set1_epi32(0xFFFF);
+        half = _mm256_set1_epi32(int32_t((l.max - 1) / 2));
+        pi = _mm256_set1_epi32(int32_t(l.tables->angleOfPi));
+        magnitude = reinterpret_cast<const int*>(l.tables->magnitude);
+        mul = reinterpret_cast<const int*>(l.tables->divisionMul); // the low halves, scaled by 8
+        angle = reinterpret_cast<const int*>(l.tables->angle);    // 32 bits at an entry, scaled by 2
+    }
+    __m256i X(__m256i w0, __m256i w1, int p) const {
+        return _mm256_add_epi32(_mm256_madd_epi16(w0, x01[p]), _mm256_madd_epi16(w1, x23[p]));
+    }
+    __m256i Y(__m256i w0, __m256i w1, int p) const {
+        return _mm256_add_epi32(_mm256_madd_epi16(w0, y01[p]), _mm256_madd_epi16(w1, y23[p]));
+    }
+    // |x| and |y| as the low and high word of each lane.
+    static __m256i AbsolutePair(__m256i x, __m256i y) {
+        return _mm256_blend_epi16(_mm256_abs_epi32(x), _mm256_slli_epi32(_mm256_abs_epi32(y), 16), 0xAA);
+    }
+    __m256i Degree(__m256i w0, __m256i w1, int p) const {
+        const __m256i s = _mm256_add_epi32(_mm256_madd_epi16(w0, ones), _mm256_madd_epi16(w1, ones));
+        // The entry of the larger h and the smaller l of |x| and |y|: h (h + 1) / 2 + l.
+        const __m256i ax = _mm256_abs_epi32(X(w0, w1, p)), ay = _mm256_abs_epi32(Y(w0, w1, p));
+        const __m256i h = _mm256_max_epi32(ax, ay), l = _mm256_min_epi32(ax, ay);
+        const __m256i at = _mm256_add_epi32(_mm256_srli_epi32(_mm256_mullo_epi32(h, _mm256_add_epi32(h, one)), 1), l);
+        const __m256i m = _mm256_i32gather_epi32(magnitude, at, 4);
+        const __m256i f = _mm256_i32gather_epi32(mul, s, 8);
+        // The shift b + bit_width(s - 1), the width from the exponent of s - 1 as a float (exact: s is
+        // below 2^24). s = 0 gives a shift past 63 and the factor 0: the quotient 0.
+        const __m256i e = _mm256_srli_epi32(_mm256_castps_si256(_mm256_cvtepi32_ps(_mm256_sub_epi32(s, one))), 23);
+        const __m256i shift = _mm256_add_epi32(bits, _mm256_max_epi32(_mm256_sub_epi32(e, bias), _mm256_setzero_si256()));
+        const __m256i even = _mm256_srlv_epi64(_mm256_mul_epu32(m, f), _mm256_and_si256(shift, low32));
+        const __m256i odd = _mm256_srlv_epi64(_mm256_mul_epu32(_mm256_srli_epi64(m, 32), _mm256_srli_epi64(f, 32)),
+                                              _mm256_srli_epi64(shift, 32));
+        return _mm256_min_epu32(_mm256_or_si256(even, _mm256_slli_epi64(odd, 32)), max);
+    }
+    // The angle from the first-quadrant entry, as StokesTables::AngleOfEntry.
+    __m256i Angle(__m256i w0, __m256i w1, int p) const {
+        const __m256i x = X(w0, w1, p), y = Y(w0, w1, p), zero = _mm256_setzero_si256();
+        const __m256i at = _mm256_madd_epi16(AbsolutePair(x, y), angleIndex);
+        const __m256i e = _mm256_and_si256(_mm256_i32gather_epi32(angle, at, 2), low16);
+        const __m256i floor = _mm256_srli_epi32(e, 1);
+        const __m256i yZero = _mm256_cmpeq_epi32(y, zero);
+        const __m256i rounded = _mm256_or_si256(_mm256_cmpgt_epi32(x, zero), yZero);
+        const __m256i upper = _mm256_blendv_epi8(_mm256_sub_epi32(half, floor),
+                                                 _mm256_add_epi32(floor, _mm256_and_si256(e, one)), rounded);
+        const __m256i v = _mm256_blendv_epi8(upper, _mm256_sub_epi32(max, upper), _mm256_cmpgt_epi32(zero, y));
+        return _mm256_blendv_epi8(v, pi, _mm256_and_si256(yZero, _mm256_cmpgt_epi32(zero, x)));
+    }
+};
+
+// The vector forms need the division factors below 2^32.
+inline bool VectorDivision(const StokesLine& l) { return l.tables->divisionBits <= 30; }
+
+template <bool degree>
+void Stokes8(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const StokesLine& l) {
+    uint32_t x = 0;
+    if (!degree || VectorDivision(l)) {
+        const StokesConstants k(l);
+        auto words = [](const uint8_t* p) { return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); };
+        for (; x + 16 <= cols; x += 16) {
+            const __m256i w0 = words(l0 + x), w1 = words(l1 + x), u0 = words(l0 + x + 1), u1 = words(l1 + x + 1);
+            const __m256i e = degree ? k.Degree(w0, w1, 0) : k.Angle(w0, w1, 0);
+            const __m256i o = degree ? k.Degree(u0, u1, 1) : k.Angle(u0, u1, 1);
+            const __m256i v = _mm256_or_si256(e, _mm256_slli_epi32(o, 8));
+            const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(v, v), 0x08);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), _mm256_castsi256_si128(packed));
+        }
+    }
+    (degree ? PortableRows().degree8 : PortableRows().angle8)(l0 + x, l1 + x, out + x, cols - x, l);
+}
+
+template <bool degree>
+void Stokes16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, const StokesLine& l) {
+    uint32_t x = 0;
+    if (!degree || VectorDivision(l)) {
+        const StokesConstants k(l);
+        const __m256i m = _mm256_set1_epi16(int16_t(l.max));
+        auto words = [&](const uint16_t* p) { return _mm256_min_epu16(Load(p), m); };
+        for (; x + 16 <= cols; x += 16) {
+            const __m256i w0 = words(l0 + x), w1 = words(l1 + x), u0 = words(l0 + x + 1), u1 = words(l1 + x + 1);
+            const __m256i e = degree ? k.Degree(w0, w1, 0) : k.Angle(w0, w1, 0);
+            const __m256i o = degree ? k.Degree(u0, u1, 1) : k.Angle(u0, u1, 1);
+            Store(out + x, _mm256_or_si256(e, _mm256_slli_epi32(o, 16)));
+        }
+    }
+    (degree ? PortableRows().degree16 : PortableRows().angle16)(l0 + x, l1 + x, out + x, cols - x, l);
+}
+
 constexpr RowKernels kAvx2 = {
     {Symmetric8<0>, Symmetric8<1>, Symmetric8<2>, Symmetric8<3>},
     {Symmetric16<0>, Symmetric16<1>, Symmetric16<2>, Symmetric16<3>},
     Linear8,
     Linear16,
+    Stokes8<true>,
+    Stokes8<false>,
+    Stokes16<true>,
+    Stokes16<false>,
 };
 
 } // namespace

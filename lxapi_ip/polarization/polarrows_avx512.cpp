@@ -1,11 +1,13 @@
-// The AVX-512 line kernels of the sliding window (F, BW, VL, VBMI): the linear interpolation of the AVX2
-// form on 512-bit registers, 32 windows per step; the symmetric lines of the AVX2 form. Built with the AVX-512 flags alone and entered only
+// The AVX-512 line kernels of the sliding window (F, BW, VL, VBMI): the linear interpolation and the
+// degree and angle of polarization of the AVX2 form on 512-bit registers, 32 windows per step; the
+// symmetric lines of the AVX2 form. Built with the AVX-512 flags alone and entered only
 // after the dispatcher found the instruction set.
 #include "polarrows.h"
 
 #if defined(__x86_64__) && defined(__AVX512BW__) && defined(__AVX512VBMI__)
 
-#include <immintrin.h>
+#include "kernels/lxavx512.h"
+#include "polartables.h"
 
 namespace lxpol::detail {
 namespace {
@@ -91,6 +93,113 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
     PortableRows().linear16(l0 + x, l1 + x, out + x, cols - x, l);
 }
 
+// ---- degree and angle of polarization: the AVX2 form on sixteen windows of a parity ----
+
+struct StokesConstants {
+    __m512i x01[2], x23[2], y01[2], y23[2];
+    __m512i ones, angleIndex, max, bits, one, bias, low32, low16, half, pi;
+    const int* magnitude;
+    const int* mul;
+    const int* angle;
+    explicit StokesConstants(const StokesLine& l) {
+        auto pair = [](int32_t p, int32_t q) { return _mm512_set1_epi32(int32_t(uint16_t(p)) | int32_t(uint32_t(uint16_t(q)) << 16)); };
+        for (uint32_t i = 0; i < 2; ++i) {
+            auto c = [&](uint32_t plus, uint32_t minus, uint32_t j) { return StokesCoefficient(l, i, plus, minus, j); };
+            x01[i] = pair(c(0, 2, 0), c(0, 2, 1)), x23[i] = pair(c(0, 2, 2), c(0, 2, 3));
+            y01[i] = pair(c(1, 3, 0), c(1, 3, 1)), y23[i] = pair(c(1, 3, 2), c(1, 3, 3));
+        }
+        const int32_t n = int32_t(l.tables->N());
+        ones = pair(1, 1);
+        angleIndex = pair(1, n);
+        max = _mm512_set1_epi32(int32_t(l.max));
+        bits = _mm512_set1_epi32(int32_t(l.tables->divisionBits));
+        one = _mm512_set1_epi32(1);
+        bias = _mm512_set1_epi32(126);
+        low32 = _mm512_set1_epi64(0xFFFFFFFF);
+        low16 = _mm512_set1_epi32(0xFFFF);
+        half = _mm512_set1_epi32(int32_t((l.max - 1) / 2));
+        pi = _mm512_set1_epi32(int32_t(l.tables->angleOfPi));
+        magnitude = reinterpret_cast<const int*>(l.tables->magnitude);
+        mul = reinterpret_cast<const int*>(l.tables->divisionMul);
+        angle = reinterpret_cast<const int*>(l.tables->angle);
+    }
+    __m512i X(__m512i w0, __m512i w1, int p) const {
+        return _mm512_add_epi32(_mm512_madd_epi16(w0, x01[p]), _mm512_madd_epi16(w1, x23[p]));
+    }
+    __m512i Y(__m512i w0, __m512i w1, int p) const {
+        return _mm512_add_epi32(_mm512_madd_epi16(w0, y01[p]), _mm512_madd_epi16(w1, y23[p]));
+    }
+    static __m512i AbsolutePair(__m512i x, __m512i y) {
+        return _mm512_mask_blend_epi16(0xAAAAAAAA, _mm512_abs_epi32(x), _mm512_slli_epi32(_mm512_abs_epi32(y), 16));
+    }
+    __m512i Degree(__m512i w0, __m512i w1, int p) const {
+        const __m512i s = _mm512_add_epi32(_mm512_madd_epi16(w0, ones), _mm512_madd_epi16(w1, ones));
+        // The entry of the larger h and the smaller l of |x| and |y|: h (h + 1) / 2 + l.
+        const __m512i ax = _mm512_abs_epi32(X(w0, w1, p)), ay = _mm512_abs_epi32(Y(w0, w1, p));
+        const __m512i h = _mm512_max_epi32(ax, ay), l = _mm512_min_epi32(ax, ay);
+        const __m512i at = _mm512_add_epi32(_mm512_srli_epi32(_mm512_mullo_epi32(h, _mm512_add_epi32(h, one)), 1), l);
+        const __m512i m = _mm512_i32gather_epi32(at, magnitude, 4);
+        const __m512i f = _mm512_i32gather_epi32(s, mul, 8);
+        const __m512i e = _mm512_srli_epi32(_mm512_castps_si512(_mm512_cvtepi32_ps(_mm512_sub_epi32(s, one))), 23);
+        const __m512i shift = _mm512_add_epi32(bits, _mm512_max_epi32(_mm512_sub_epi32(e, bias), _mm512_setzero_si512()));
+        const __m512i even = _mm512_srlv_epi64(_mm512_mul_epu32(m, f), _mm512_and_si512(shift, low32));
+        const __m512i odd = _mm512_srlv_epi64(_mm512_mul_epu32(_mm512_srli_epi64(m, 32), _mm512_srli_epi64(f, 32)),
+                                              _mm512_srli_epi64(shift, 32));
+        return _mm512_min_epu32(_mm512_or_si512(even, _mm512_slli_epi64(odd, 32)), max);
+    }
+    __m512i Angle(__m512i w0, __m512i w1, int p) const {
+        const __m512i x = X(w0, w1, p), y = Y(w0, w1, p), zero = _mm512_setzero_si512();
+        const __m512i at = _mm512_madd_epi16(AbsolutePair(x, y), angleIndex);
+        const __m512i e = _mm512_and_si512(_mm512_i32gather_epi32(at, angle, 2), low16);
+        const __m512i floor = _mm512_srli_epi32(e, 1);
+        const __mmask16 yZero = _mm512_cmpeq_epi32_mask(y, zero);
+        const __mmask16 rounded = _mm512_cmpgt_epi32_mask(x, zero) | yZero;
+        const __m512i upper = _mm512_mask_blend_epi32(rounded, _mm512_sub_epi32(half, floor),
+                                                      _mm512_add_epi32(floor, _mm512_and_si512(e, one)));
+        const __m512i v = _mm512_mask_sub_epi32(upper, _mm512_cmplt_epi32_mask(y, zero), max, upper);
+        return _mm512_mask_mov_epi32(v, yZero & _mm512_cmplt_epi32_mask(x, zero), pi);
+    }
+};
+
+inline bool VectorDivision(const StokesLine& l) { return l.tables->divisionBits <= 30; }
+
+template <bool degree>
+void Stokes8(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const StokesLine& l) {
+    uint32_t x = 0;
+    if (!degree || VectorDivision(l)) {
+        const StokesConstants k(l);
+        alignas(64) uint8_t index[64] = {};
+        for (int i = 0; i < 32; ++i) index[i] = uint8_t(16 * (i / 8) + (i & 1) * 4 + (i / 2) % 4);
+        const __m512i order = _mm512_load_si512(index);
+        auto words = [](const uint8_t* p) { return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))); };
+        for (; x + 32 <= cols; x += 32) {
+            const __m512i w0 = words(l0 + x), w1 = words(l1 + x), u0 = words(l0 + x + 1), u1 = words(l1 + x + 1);
+            const __m512i e = degree ? k.Degree(w0, w1, 0) : k.Angle(w0, w1, 0);
+            const __m512i o = degree ? k.Degree(u0, u1, 1) : k.Angle(u0, u1, 1);
+            const __m512i bytes = _mm512_packus_epi16(_mm512_packus_epi32(e, o), _mm512_setzero_si512());
+            _mm512_mask_storeu_epi8(out + x, 0xFFFFFFFFu, _mm512_permutexvar_epi8(order, bytes));
+        }
+    }
+    (degree ? PortableRows().degree8 : PortableRows().angle8)(l0 + x, l1 + x, out + x, cols - x, l);
+}
+
+template <bool degree>
+void Stokes16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, const StokesLine& l) {
+    uint32_t x = 0;
+    if (!degree || VectorDivision(l)) {
+        const StokesConstants k(l);
+        const __m512i m = _mm512_set1_epi16(int16_t(l.max));
+        auto words = [&](const uint16_t* p) { return _mm512_min_epu16(Load(p), m); };
+        for (; x + 32 <= cols; x += 32) {
+            const __m512i w0 = words(l0 + x), w1 = words(l1 + x), u0 = words(l0 + x + 1), u1 = words(l1 + x + 1);
+            const __m512i e = degree ? k.Degree(w0, w1, 0) : k.Angle(w0, w1, 0);
+            const __m512i o = degree ? k.Degree(u0, u1, 1) : k.Angle(u0, u1, 1);
+            Store(out + x, _mm512_or_si512(e, _mm512_slli_epi32(o, 16)));
+        }
+    }
+    (degree ? PortableRows().degree16 : PortableRows().angle16)(l0 + x, l1 + x, out + x, cols - x, l);
+}
+
 } // namespace
 
 // The symmetric lines are the AVX2 ones: the 64-byte loads at x + 1, which all cross a cache line,
@@ -101,6 +210,10 @@ const RowKernels* Avx512Rows() noexcept {
         RowKernels r = avx2 ? *avx2 : PortableRows();
         r.linear8 = Linear8;
         r.linear16 = Linear16;
+        r.degree8 = Stokes8<true>;
+        r.angle8 = Stokes8<false>;
+        r.degree16 = Stokes16<true>;
+        r.angle16 = Stokes16<false>;
         return r;
     }();
     return &rows;

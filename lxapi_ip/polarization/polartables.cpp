@@ -3,10 +3,14 @@
 
 #include <GenApi/Synch.h>
 
+#include <sys/mman.h>
+
 #include <atomic>
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <numbers>
 
 namespace lxpol {
@@ -75,27 +79,50 @@ uint32_t StokesAngle(unsigned depth, int32_t x, int32_t y) {
 
 namespace {
 
+struct Free {
+    void operator()(void* p) const { std::free(p); }
+};
+template <class T>
+using TableArray = std::unique_ptr<T[], Free>;
+
+// An array of n entries, not initialised. Arrays of megabytes are read at random, one entry per pixel:
+// they start on a 2 MiB boundary and ask for large pages, so that the address translations of the
+// whole table stay cached.
+template <class T>
+TableArray<T> AllocateTable(size_t n) {
+    constexpr size_t large = size_t(2) << 20;
+    const size_t bytes = n * sizeof(T);
+    const bool huge = bytes >= large;
+    const size_t alignment = huge ? large : 64;
+    void* p = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
+    if (!p) throw std::bad_alloc();
+#ifdef MADV_HUGEPAGE
+    if (huge) madvise(p, (bytes + large - 1) / large * large, MADV_HUGEPAGE); // a hint; refused is fine
+#endif
+    return TableArray<T>(static_cast<T*>(p));
+}
+
 // The parts of one depth; each pointer is published once, after its array is complete.
 struct StokesStore {
-    std::unique_ptr<uint32_t[]> magnitude;
-    std::unique_ptr<uint64_t[]> divisionMul;
-    std::unique_ptr<uint8_t[]> divisionShift;
-    std::unique_ptr<uint16_t[]> angle;
+    TableArray<uint32_t> magnitude;
+    TableArray<uint64_t> divisionMul;
+    TableArray<uint8_t> divisionShift;
+    TableArray<uint16_t> angle;
     StokesTables tables;
     std::atomic<bool> hasMagnitude{false}, hasAngle{false};
 };
 
 void BuildMagnitude(StokesStore& store, unsigned depth) {
     const uint32_t n = 1u << depth, m = n - 1;
-    auto magnitude = std::make_unique<uint32_t[]>(size_t(n + 1) * (n + 1));
-    for (uint32_t y = 0; y <= n; ++y)
-        for (uint32_t x = 0; x <= n; ++x) magnitude[size_t(y) * (n + 1) + x] = StokesMagnitude(depth, x, y);
+    auto magnitude = AllocateTable<uint32_t>(StokesTables::MagnitudeIndex(n, n) + 1);
+    for (uint32_t h = 0; h <= n; ++h)
+        for (uint32_t l = 0; l <= h; ++l) magnitude[StokesTables::MagnitudeIndex(h, l)] = StokesMagnitude(depth, h, l);
     // floor(v / s) = (v * mul) >> shift for every v below 2^bits, with shift = bits + ceil(log2 s) and
     // mul = floor(2^shift / s) + 1: then 2^shift <= mul * s <= 2^shift + 2^ceil(log2 s).
-    const unsigned bits = unsigned(std::bit_width(magnitude[size_t(n) * (n + 1) + n]));
+    const unsigned bits = unsigned(std::bit_width(magnitude[StokesTables::MagnitudeIndex(n, n)]));
     const size_t sums = size_t(4) * m + 1;
-    auto mul = std::make_unique<uint64_t[]>(sums);
-    auto shift = std::make_unique<uint8_t[]>(sums);
+    auto mul = AllocateTable<uint64_t>(sums);
+    auto shift = AllocateTable<uint8_t>(sums);
     mul[0] = 0;
     shift[0] = 0;
     for (size_t s = 1; s < sums; ++s) {
@@ -109,17 +136,26 @@ void BuildMagnitude(StokesStore& store, unsigned depth) {
     store.tables.magnitude = store.magnitude.get();
     store.tables.divisionMul = store.divisionMul.get();
     store.tables.divisionShift = store.divisionShift.get();
+    store.tables.divisionBits = bits;
 }
 
 void BuildAngle(StokesStore& store, unsigned depth) {
-    const int32_t n = int32_t(1) << depth;
-    auto angle = std::make_unique<uint16_t[]>(size_t(4) * size_t(n) * size_t(n));
-    for (int32_t y = -n; y < n; ++y) {
-        uint16_t* row = angle.get() + size_t(y + n) * 2 * size_t(n);
-        for (int32_t x = -n; x < n; ++x) row[x + n] = uint16_t(StokesAngle(depth, x, y));
+    const uint32_t n = 1u << depth;
+    const double scale = double(n - 1) / (2.0 * std::numbers::pi);
+    auto angle = AllocateTable<uint16_t>(size_t(n) * n + 1);
+    for (uint32_t y = 0; y < n; ++y) {
+        uint16_t* row = angle.get() + size_t(y) * n;
+        for (uint32_t x = 0; x < n; ++x) {
+            // The formula's own operations: t in [0, pi / 2] needs no turn added.
+            const double u = (x == 0 && y == 0) ? 0.0 : std::atan2(double(y), double(x)) * scale;
+            const double floor = std::trunc(u);
+            row[x] = uint16_t(2 * uint32_t(floor) + (std::trunc(u + 0.5) > floor ? 1 : 0));
+        }
     }
+    angle[size_t(n) * n] = 0;
     store.angle = std::move(angle);
     store.tables.angle = store.angle.get();
+    store.tables.angleOfPi = StokesAngle(depth, -1, 0);
 }
 
 } // namespace

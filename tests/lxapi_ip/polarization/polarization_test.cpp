@@ -239,6 +239,41 @@ TEST(Polarization, WindowMethodsMatchTheReference) {
         }
 }
 
+// Degree and angle on lines wide enough for the vector forms, at every level the processor runs,
+// through the converter: every mono layout, 8 and 12 bits, flipped and not, against the reference.
+TEST(Polarization, WideDegreeAndAngleMatchTheReference) {
+    std::vector<lxcpu::Level> levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxpol::detail::KernelLevelAt(l); });
+    levels.insert(levels.begin(), lxcpu::Level::Portable);
+    std::mt19937 rng(12);
+    Converter c;
+    for (const uint32_t* formats : {kMono8, kMono12})
+        for (int i = 0; i < 8; ++i) {
+            const uint32_t format = formats[i];
+            const int layout = int(Info(format)->GetPolarizerLayout());
+            const uint32_t m = (1u << Info(format)->GetComponentBits()) - 1;
+            BufferPtr src = Random(101, 4, format, rng);
+            const Samples in = Read(src->GetILxImage());
+            for (int method : {4, 5}) {
+                Apply(c, {method});
+                const Samples want = RefWindow(in, layout, m, Settings{method});
+                for (lxcpu::Level level : levels)
+                    for (bool reverse : {false, true}) {
+                        lxcpu::ForcedLevel forced(level);
+                        c.typed->SetReverseY(reverse);
+                        Samples got = Read(c.Run(src, m == 255 ? PF(Mono8) : PF(Mono12))->GetILxImage());
+                        if (reverse)
+                            for (size_t y = 0; y < got.h / 2; ++y)
+                                std::swap_ranges(got.v.begin() + y * got.w, got.v.begin() + (y + 1) * got.w,
+                                                 got.v.begin() + (got.h - 1 - y) * got.w);
+                        ExpectNear(got, want, 0, false,
+                                   std::string(lxcpu::LevelName(level)) + " layout " + std::to_string(layout) +
+                                       " method " + std::to_string(method) + (reverse ? " flipped" : ""));
+                    }
+                c.typed->SetReverseY(false);
+            }
+        }
+}
+
 // The angle pixels themselves at 0, 45, 90, 135; 180 is 0 again. (The cosine form gives them only
 // for consistent data, a + c = b + d; the reference test covers it.)
 TEST(Polarization, SpecifiedAngleOnTheGridPicksThatAngle) {
@@ -441,18 +476,19 @@ TEST(Polarization, EveryPairConvertsWithEveryMethod) {
     EXPECT_GT(pairs, 1072u);
 }
 
-// The magnitude kept for |x|, |y| only, and the division by a multiplication, equal the formulas
-// over the whole domain.
+// The magnitude kept for |x|, |y| only, the angle kept for the first quadrant, and the division by a
+// multiplication, equal the formulas over the whole domain.
 TEST(Polarization, StokesTablesEqualTheFormulas) {
     for (unsigned depth : {8u, 10u, 12u}) {
-        const lxpol::StokesTables& t = lxpol::AcquireStokesTables(depth, true, depth < 12);
+        const lxpol::StokesTables& t = lxpol::AcquireStokesTables(depth, true, true);
         const int n = 1 << depth;
         const uint32_t m = uint32_t(n - 1);
         size_t bad = 0;
         for (int y = -n; y < n; ++y)
             for (int x = -n; x < n; ++x) {
                 if (t.Magnitude(x, y) != RefMagnitude(x, y, m) && bad++ < 3) ADD_FAILURE() << x << "," << y;
-                if (depth < 12 && t.Angle(x, y) != RefAngle(x, y, m) && bad++ < 3) ADD_FAILURE() << x << "," << y;
+                if (x > -n && y > -n && t.Angle(x, y) != RefAngle(x, y, m) && bad++ < 3)
+                    ADD_FAILURE() << depth << " angle " << x << "," << y << ": " << t.Angle(x, y);
             }
         // Division: around every multiple that a magnitude can reach, for every sum.
         const uint32_t top = t.Magnitude(-n, -n);
@@ -481,8 +517,8 @@ TEST(Polarization, WeightCacheKeepsATableInUse) {
 
 // Every fast form of the window kernels gives the portable results bit for bit: random images of odd
 // sizes with padded lines and odd pitches (word lines on odd addresses), word samples above the
-// depth's maximum, every layout, the linear interpolation at angles on and off the grid, and a
-// destination filled from its last line up. The padding of the destination stays as it was.
+// depth's maximum, every layout, the linear interpolation at angles on and off the grid, degree and
+// angle of polarization, and a destination filled from its last line up. The padding of the destination stays as it was.
 TEST(Polarization, FastWindowFormsEqualThePortableForm) {
     const auto levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxpol::detail::KernelLevelAt(l); });
     if (levels.empty()) GTEST_SKIP() << "no fast form runs on this processor";
@@ -493,8 +529,8 @@ TEST(Polarization, FastWindowFormsEqualThePortableForm) {
         size_t pad;
     };
     const Shape shapes[] = {{517, 9, 3}, {70, 5, 0}, {2, 3, 1}, {129, 4, 5}, {33, 1, 1}, {66, 2, 7}};
-    const lxpol::Op ops[] = {lxpol::Op::Average, lxpol::Op::Maximum, lxpol::Op::Minimum, lxpol::Op::Difference,
-                             lxpol::Op::Linear};
+    const lxpol::Op ops[] = {lxpol::Op::Average, lxpol::Op::Maximum,    lxpol::Op::Minimum, lxpol::Op::Difference,
+                             lxpol::Op::Linear,  lxpol::Op::Degree, lxpol::Op::Angle};
     size_t checked = 0;
     for (unsigned depth : {8u, 10u, 12u}) {
         const size_t bytes = depth > 8 ? 2 : 1, shift = bytes - 1; // word planes start on an odd address
@@ -517,6 +553,7 @@ TEST(Polarization, FastWindowFormsEqualThePortableForm) {
                         c.op = op;
                         c.depth = depth;
                         for (unsigned k = 0; k < 4; ++k) c.weights[k] = table->Slot(k);
+                        c.stokes = &lxpol::AcquireStokesTables(depth, true, true);
                         const bool flip = layout & 1;
                         auto run = [&](lxcpu::Level level) {
                             lxcpu::ForcedLevel forced(level);
@@ -573,5 +610,62 @@ TEST(Polarization, FastLinearFormsHoldOverAllAngles) {
             for (lxcpu::Level level : levels)
                 ASSERT_EQ(run(level), want) << lxcpu::LevelName(level) << " depth " << depth << " angle " << angle;
         }
+    }
+}
+
+// Degree and angle at every level against the reference formulas, on lines that reach the corners of
+// the Stokes tables: windows of zeros (sum 0), of the maximum, a single maximum among zeros, both
+// components at their extremes, and samples above the depth's maximum.
+TEST(Polarization, FastStokesFormsHoldAtTheExtremes) {
+    std::vector<lxcpu::Level> levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxpol::detail::KernelLevelAt(l); });
+    levels.insert(levels.begin(), lxcpu::Level::Portable);
+    std::mt19937 rng(41);
+    for (unsigned depth : {8u, 10u, 12u}) {
+        const uint32_t max = (1u << depth) - 1, w = 131, h = 4;
+        const size_t bytes = depth > 8 ? 2 : 1;
+        const uint32_t above = depth > 8 ? 0xFFFF : max;
+        std::vector<uint8_t> in(w * h * bytes);
+        for (uint32_t y = 0; y < h; ++y)
+            for (uint32_t x = 0; x < w; ++x) {
+                // Runs of a few columns of one pattern, the patterns changing between lines.
+                const uint32_t pattern = (x / 3 + y * 5) % 7;
+                const uint32_t v = pattern == 0   ? 0
+                                 : pattern == 1   ? max
+                                 : pattern == 2   ? ((x + y) % 3 == 0 ? max : 0)
+                                 : pattern == 3   ? ((x + y) & 1 ? max : 0)
+                                 : pattern == 4   ? above
+                                 : pattern == 5   ? (x & 1 ? 1 : 0)
+                                                  : rng() & max;
+                std::memcpy(in.data() + (size_t(y) * w + x) * bytes, &v, bytes);
+            }
+        const lxpol::Plane src{in.data(), ptrdiff_t(w * bytes), w, h, depth > 8};
+        Samples clamped{w, h, 1, {}};
+        for (size_t i = 0; i < size_t(w) * h; ++i) {
+            uint32_t v = 0;
+            std::memcpy(&v, in.data() + i * bytes, bytes);
+            clamped.v.push_back(std::min(v, max));
+        }
+        for (int method : {4, 5})
+            for (int layout = 1; layout <= 8; ++layout) {
+                const Samples want = RefWindow(clamped, layout, max, Settings{method});
+                lxpol::Context c;
+                c.op = method == 4 ? lxpol::Op::Degree : lxpol::Op::Angle;
+                c.depth = depth;
+                c.stokes = &lxpol::AcquireStokesTables(depth, true, true);
+                for (lxcpu::Level level : levels) {
+                    lxcpu::ForcedLevel forced(level);
+                    std::vector<uint8_t> out(in.size());
+                    lxpol::RunWindow(c, uint32_t(layout), src, {out.data(), ptrdiff_t(w * bytes), w, h, depth > 8});
+                    Samples got{w, h, 1, {}};
+                    for (size_t i = 0; i < size_t(w) * h; ++i) {
+                        uint32_t v = 0;
+                        std::memcpy(&v, out.data() + i * bytes, bytes);
+                        got.v.push_back(v);
+                    }
+                    ExpectNear(got, want, 0, false,
+                               std::string(lxcpu::LevelName(level)) + " method " + std::to_string(method) + " depth " +
+                                   std::to_string(depth) + " layout " + std::to_string(layout));
+                }
+            }
     }
 }
