@@ -3,7 +3,7 @@
 
 #include <GenApi/Synch.h>
 
-#include <sys/mman.h>
+#include "support/lxhugepages.h"
 
 #include <atomic>
 #include <bit>
@@ -85,21 +85,13 @@ struct Free {
 template <class T>
 using TableArray = std::unique_ptr<T[], Free>;
 
-// An array of n entries, not initialised. Arrays of megabytes are read at random, one entry per pixel:
+// An array of n entries, not initialised. Arrays of a huge page or more are read at random, one entry per pixel:
 // they start on a 2 MiB boundary and ask for large pages, so that the address translations of the
 // whole table stay cached.
 template <class T>
 TableArray<T> AllocateTable(size_t n) {
-    constexpr size_t large = size_t(2) << 20;
-    const size_t bytes = n * sizeof(T);
-    const bool huge = bytes >= large;
-    const size_t alignment = huge ? large : 64;
-    void* p = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
-    if (!p) throw std::bad_alloc();
-#ifdef MADV_HUGEPAGE
-    if (huge) madvise(p, (bytes + large - 1) / large * large, MADV_HUGEPAGE); // a hint; refused is fine
-#endif
-    return TableArray<T>(static_cast<T*>(p));
+    if (n > SIZE_MAX / sizeof(T)) throw std::bad_alloc();
+    return TableArray<T>(static_cast<T*>(lxip::AllocateLargeBlock(n * sizeof(T), 64, lxip::HugePage)));
 }
 
 // The parts of one depth; each pointer is published once, after its array is complete.

@@ -14,19 +14,21 @@ namespace lxip {
 
 inline constexpr size_t HugePage = size_t(2) << 20;
 
-// Blocks from this size on are worth huge pages; smaller ones stay on the usual heap alignment.
+// Blocks walked in order are worth huge pages from this size on; smaller ones stay on the usual heap
+// alignment. Tables read at random gain from one huge page already.
 inline constexpr size_t HugeBlockThreshold = 4 * HugePage;
 
-// Memory of `bytes`, huge-page aligned and advised when large enough; std::free gives it back.
-// Throws std::bad_alloc.
-inline void* AllocateLargeBlock(size_t bytes, size_t smallAlignment = 64) {
-    const bool huge = bytes >= HugeBlockThreshold;
+// Memory of `bytes`, huge-page aligned and advised from `hugeFrom` bytes on (rounded up to whole huge
+// pages), else aligned to `smallAlignment`; std::free gives it back. Throws std::bad_alloc.
+inline void* AllocateLargeBlock(size_t bytes, size_t smallAlignment = 64, size_t hugeFrom = HugeBlockThreshold) {
+    const bool huge = bytes >= hugeFrom;
     const size_t alignment = huge ? HugePage : smallAlignment;
     if (bytes > SIZE_MAX - alignment) throw std::bad_alloc();
     // aligned_alloc takes whole multiples of the alignment only.
-    void* block = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
+    const size_t rounded = (bytes + alignment - 1) / alignment * alignment;
+    void* block = std::aligned_alloc(alignment, rounded ? rounded : alignment);
     if (!block) throw std::bad_alloc();
-    if (huge) (void)::madvise(block, bytes / HugePage * HugePage, MADV_HUGEPAGE); // advice only
+    if (huge) (void)::madvise(block, rounded, MADV_HUGEPAGE); // advice only
     return block;
 }
 
