@@ -72,6 +72,6 @@ void Rows16Avx2(const uint16_t* const* src, size_t frames, size_t n, uint32_t* s
 } // namespace
 
 extern const RowKernels RowKernelsAvx2;
-const RowKernels RowKernelsAvx2 = {&Rows8Vector<V>, &Rows16Avx2};
+const RowKernels RowKernelsAvx2 = {&Rows8Vector<V>, &Rows8Single, &Rows16Avx2};
 } // namespace lxsn::detail
 #endif
