@@ -29,8 +29,8 @@ namespace {
 
 // A block of ROI rows is at most this many rows, and its per-position sums at most this many bytes
 // unless a single row needs more.
-constexpr size_t MaxBlockRows = 16;
-constexpr size_t BlockBytes = 512 * 1024;
+constexpr size_t MaxBlockRows = 32;
+constexpr size_t BlockBytes = 768 * 1024;
 
 // The per-position sums of a block of ROI rows over all frames, row after row.
 struct RowSums {

@@ -4,7 +4,7 @@
 //
 // The sums are exact integers: per sample position of one ROI row, the sum of the values and of their
 // squares over all frames, and per frame and per phase of the row the same sums over the ROI. The frames
-// are walked in blocks of up to 16 rows: each frame streams the block's rows in one run while the
+// are walked in blocks of up to 32 rows: each frame streams the block's rows in one run while the
 // per-position sums of the block stay in the second-level cache.
 #pragma once
 
