@@ -1,5 +1,6 @@
 #include "lxsnmeasurementfilter.h"
 
+#include "conversion/conversionkernels.h"
 #include "frame/lxmoduleregistry.h"
 #include "lxdescriptions.h"
 #include "lxhandlertable.h"
@@ -154,6 +155,22 @@ void CLxSNMeasurementFilter::ConvertInto(ILxImage* image, ILxImageBuffer* buffer
     m_converter->Convert(image, buffer);
 }
 
+// A frame in its working format: its lines copied as they are, without the converter's set-up.
+void CLxSNMeasurementFilter::CopyInto(ILxImage* image, ILxImageBuffer* buffer) {
+    const size_t width = image->GetImageWidth(), height = image->GetImageHeight();
+    const uint32_t format = image->GetImagePixelFormat();
+    buffer->CreateBuffer(width, height, format);
+    ILxImage* stored = buffer->GetILxImage();
+    if (!stored) return; // the caller refuses a buffer without its image
+    lxconv::SourceImage src;
+    src.data = image->GetImageBuffer();
+    src.pitch = image->GetImageLinePitch();
+    lxconv::DestImage dst;
+    dst.data = stored->GetImageBuffer();
+    dst.pitch = stored->GetImageLinePitch();
+    lxconv::ConvertCopy(src, dst, lxip::FormatInside(format)->GetLineBytes(width), height, 1, false);
+}
+
 ILxImage* CLxSNMeasurementFilter::Filter(ILxImage* image) {
     if (!image) throw INVALID_ARGUMENT_EXCEPTION("ILxImage is NULL.");
     const uint32_t format = image->GetImagePixelFormat();
@@ -201,7 +218,11 @@ ILxImage* CLxSNMeasurementFilter::Filter(ILxImage* image) {
         } else {
             buffer.Reset(CreateILxImageBuffer(nullptr));
         }
-        ConvertInto(image, buffer.Get(), working);
+        // A frame already in its working format (never a bit-packed or planar one) is copied as it is.
+        if (format == working)
+            CopyInto(image, buffer.Get());
+        else
+            ConvertInto(image, buffer.Get(), working);
         ILxImage* stored = buffer->GetILxImage();
         if (!stored || stored->GetImagePixelFormat() != working || stored->GetImageWidth() != width ||
             stored->GetImageHeight() != height)

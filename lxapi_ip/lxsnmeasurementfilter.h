@@ -115,6 +115,8 @@ private:
     void ReleaseImages(bool keep) noexcept;
     void ReleaseSpares() noexcept;
     void ConvertInto(ILxImage* image, ILxImageBuffer* buffer, uint32_t working);
+    // A frame in its working format: its lines copied as they are.
+    static void CopyInto(ILxImage* image, ILxImageBuffer* buffer);
     // One calculation of the records from the stored frames; under both locks.
     void Calculate();
 

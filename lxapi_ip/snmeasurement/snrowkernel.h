@@ -47,7 +47,26 @@ inline void Row16(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* square
     AccumulateRow<uint16_t, uint64_t, uint64_t>(src, n, sum, squares, lanes, lanes + Lanes);
 }
 
+// One phase a row: the frame's row sums go to lane 0.
+inline void Row8Single(const uint8_t* __restrict src, size_t n, uint32_t* __restrict sum,
+                       uint32_t* __restrict squares, uint64_t* __restrict lanes) {
+    uint64_t s = 0, q = 0;
+    for (size_t i = 0; i < n; ++i) {
+        const uint32_t v = src[i], vq = v * v;
+        sum[i] += v;
+        squares[i] += vq;
+        s += v;
+        q += vq;
+    }
+    lanes[0] += s;
+    lanes[Lanes] += q;
+}
+
 // The portable forms take the frames one after the other.
+inline void Rows8Single(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
+                        uint64_t* const* lanes) {
+    for (size_t k = 0; k < frames; ++k) Row8Single(src[k], n, sum, squares, lanes[k]);
+}
 inline void Rows8(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
                   uint64_t* const* lanes) {
     for (size_t k = 0; k < frames; ++k) Row8(src[k], n, sum, squares, lanes[k]);

@@ -12,7 +12,7 @@ namespace detail {
 extern const RowKernels RowKernelsAvx2;
 extern const RowKernels RowKernelsAvx512;
 #endif
-const RowKernels RowKernelsPortable = {&Rows8, &Rows16};
+const RowKernels RowKernelsPortable = {&Rows8, &Rows8Single, &Rows16};
 } // namespace detail
 
 const lxcpu::KernelForms<RowKernels>& RowForms() {
@@ -29,8 +29,8 @@ namespace {
 
 // A block of ROI rows is at most this many rows, and its per-position sums at most this many bytes
 // unless a single row needs more.
-constexpr size_t MaxBlockRows = 16;
-constexpr size_t BlockBytes = 512 * 1024;
+constexpr size_t MaxBlockRows = 32;
+constexpr size_t BlockBytes = 768 * 1024;
 
 // The per-position sums of a block of ROI rows over all frames, row after row.
 struct RowSums {
@@ -104,6 +104,9 @@ bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& 
     double meanSum[16] = {}, deviationSum[16] = {};
     uint64_t samples[16] = {};
     const double invFrames = 1.0 / static_cast<double>(frameCount);
+    // A layout of one phase has every lane of a row in one component: its kernel keeps a frame's row
+    // sums in one lane.
+    const auto row8 = period == 1 ? kernels.row8single : kernels.row8;
     const size_t xOffset = static_cast<size_t>(roi.x) * layout.stride * layout.bytesPerSample;
 
     for (uint64_t top = 0; top < roi.height; top += blockRows) {
@@ -136,7 +139,7 @@ bool Compute(const Layout& layout, const std::vector<Frame>& frames, const Roi& 
                     for (size_t j = 0; j < n; j += MaxRow8) {
                         const uint8_t* part[Group];
                         for (size_t k = 0; k < group; ++k) part[k] = line[k] + j;
-                        kernels.row8(part, group, std::min(MaxRow8, n - j), sum + j, squares + j, frameLanes);
+                        row8(part, group, std::min(MaxRow8, n - j), sum + j, squares + j, frameLanes);
                     }
                 }
             }

@@ -4,7 +4,7 @@
 //
 // The sums are exact integers: per sample position of one ROI row, the sum of the values and of their
 // squares over all frames, and per frame and per phase of the row the same sums over the ROI. The frames
-// are walked in blocks of up to 16 rows: each frame streams the block's rows in one run while the
+// are walked in blocks of up to 32 rows: each frame streams the block's rows in one run while the
 // per-position sums of the block stay in the second-level cache.
 #pragma once
 
@@ -30,9 +30,15 @@ constexpr size_t Lanes = 48;
 // of 8-bit samples fit 32 bits for up to 1024 frames.
 constexpr size_t Group = 8;
 constexpr size_t MaxRow8 = Lanes * 16384;
+//
+// row8single serves layouts of one phase (period 1), where every lane of a frame belongs to the same
+// component: it adds the per-position sums as row8 does, and each frame's sums over the row to lane 0
+// of its sums and of its squares only.
 struct RowKernels {
     void (*row8)(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
                  uint64_t* const* lanes);
+    void (*row8single)(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
+                       uint64_t* const* lanes);
     void (*row16)(const uint16_t* const* src, size_t frames, size_t n, uint32_t* sum, uint64_t* squares,
                   uint64_t* const* lanes);
 };

@@ -9,6 +9,8 @@
 #if defined(__AVX2__)
 #include <immintrin.h>
 
+#include <algorithm>
+
 namespace lxsn::detail {
 namespace {
 
@@ -69,9 +71,31 @@ void Rows16Avx2(const uint16_t* const* src, size_t frames, size_t n, uint32_t* s
     for (size_t k = 0; k < frames; ++k) Row16Avx2(src[k], n, sum, squares, lanes[k]);
 }
 
+// One phase a row: the group kernel with lanes of its own, whose sums then go to lane 0 of each
+// frame (integer sums in another order: the same totals). A plain loop over the samples is slower here.
+void Rows8SingleAvx2(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
+                     uint64_t* const* lanes) {
+    for (size_t k0 = 0; k0 < frames; k0 += Group) {
+        const size_t group = std::min(Group, frames - k0);
+        uint64_t own[Group][2 * Lanes] = {};
+        uint64_t* ownLanes[Group];
+        for (size_t k = 0; k < group; ++k) ownLanes[k] = own[k];
+        Rows8Vector<V>(src + k0, group, n, sum, squares, ownLanes);
+        for (size_t k = 0; k < group; ++k) {
+            uint64_t s = 0, q = 0;
+            for (size_t l = 0; l < Lanes; ++l) {
+                s += own[k][l];
+                q += own[k][Lanes + l];
+            }
+            lanes[k0 + k][0] += s;
+            lanes[k0 + k][Lanes] += q;
+        }
+    }
+}
+
 } // namespace
 
 extern const RowKernels RowKernelsAvx2;
-const RowKernels RowKernelsAvx2 = {&Rows8Vector<V>, &Rows16Avx2};
+const RowKernels RowKernelsAvx2 = {&Rows8Vector<V>, &Rows8SingleAvx2, &Rows16Avx2};
 } // namespace lxsn::detail
 #endif

@@ -67,6 +67,83 @@ void Row16Avx512(const uint16_t* src, size_t n, uint32_t* sum, uint64_t* squares
     Row16(src + j, n - j, sum + j, squares + j, lanes);
 }
 
+// One phase a row, a group of G frames: blocks of 64 samples widened to 16 bits in order, their sums
+// over the group in 16 bits (at most 8 x 255), their squares over the group in 32 bits from pairs of
+// frames interleaved by words (a multiply-add of a pair gives a[i]^2 + b[i]^2), each frame's row sums
+// by byte differences to zero and its squares by multiply-adds of adjacent samples, all in registers
+// over the row. The interleaving leaves the squares of positions 0-3, 8-11, ... in one vector and
+// 4-7, 12-15, ... in the other; one two-source permute a 16 puts them back in order.
+inline __m512i Words(const uint8_t* p) {
+    return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+}
+inline uint64_t Total(__m512i v) {
+    return static_cast<uint64_t>(_mm512_reduce_add_epi64(_mm512_add_epi64(
+        _mm512_cvtepu32_epi64(_mm512_castsi512_si256(v)), _mm512_cvtepu32_epi64(_mm512_extracti64x4_epi64(v, 1)))));
+}
+inline void AddWords(uint32_t* p, __m512i words) {
+    V::AddTo(p, _mm512_cvtepu16_epi32(_mm512_castsi512_si256(words)));
+    V::AddTo(p + 16, _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(words, 1)));
+}
+inline void AddPairs(uint32_t* p, __m512i low, __m512i high) {
+    const __m512i first = _mm512_set_epi64(11, 10, 3, 2, 9, 8, 1, 0);
+    const __m512i second = _mm512_set_epi64(15, 14, 7, 6, 13, 12, 5, 4);
+    V::AddTo(p, _mm512_permutex2var_epi64(low, first, high));
+    V::AddTo(p + 16, _mm512_permutex2var_epi64(low, second, high));
+}
+
+template <size_t G>
+void Single8(const uint8_t* const* src, size_t n, uint32_t* sum, uint32_t* squares, uint64_t* const* lanes) {
+    const __m512i zero = _mm512_setzero_si512();
+    __m512i fs[G], fq[G];
+    for (size_t k = 0; k < G; ++k) fs[k] = fq[k] = zero;
+    size_t j = 0;
+    for (; j + 64 <= n; j += 64) {
+        __m512i s0 = zero, s1 = zero, q0 = zero, q1 = zero, q2 = zero, q3 = zero;
+        for (size_t k = 0; k < G; k += 2) {
+            const __m512i a0 = Words(src[k] + j), a1 = Words(src[k] + j + 32);
+            fs[k] = _mm512_add_epi64(fs[k], _mm512_sad_epu8(Load(src[k] + j), zero));
+            fq[k] = _mm512_add_epi32(fq[k], _mm512_add_epi32(_mm512_madd_epi16(a0, a0), _mm512_madd_epi16(a1, a1)));
+            __m512i b0 = zero, b1 = zero;
+            if (k + 1 < G) {
+                b0 = Words(src[k + 1] + j);
+                b1 = Words(src[k + 1] + j + 32);
+                fs[k + 1] = _mm512_add_epi64(fs[k + 1], _mm512_sad_epu8(Load(src[k + 1] + j), zero));
+                fq[k + 1] = _mm512_add_epi32(fq[k + 1],
+                                             _mm512_add_epi32(_mm512_madd_epi16(b0, b0), _mm512_madd_epi16(b1, b1)));
+            }
+            s0 = _mm512_add_epi16(s0, _mm512_add_epi16(a0, b0));
+            s1 = _mm512_add_epi16(s1, _mm512_add_epi16(a1, b1));
+            const __m512i t0 = _mm512_unpacklo_epi16(a0, b0), t1 = _mm512_unpackhi_epi16(a0, b0);
+            const __m512i t2 = _mm512_unpacklo_epi16(a1, b1), t3 = _mm512_unpackhi_epi16(a1, b1);
+            q0 = _mm512_add_epi32(q0, _mm512_madd_epi16(t0, t0));
+            q1 = _mm512_add_epi32(q1, _mm512_madd_epi16(t1, t1));
+            q2 = _mm512_add_epi32(q2, _mm512_madd_epi16(t2, t2));
+            q3 = _mm512_add_epi32(q3, _mm512_madd_epi16(t3, t3));
+        }
+        AddWords(sum + j, s0);
+        AddWords(sum + j + 32, s1);
+        AddPairs(squares + j, q0, q1);
+        AddPairs(squares + j + 32, q2, q3);
+    }
+    // Each 64-bit lane of fs holds at most MaxRow8 / 64 x 8 x 255, each 32-bit lane of fq at most
+    // MaxRow8 / 64 x 4 x 255^2 (below 2^32, read as unsigned): no lane overflows within a call.
+    for (size_t k = 0; k < G; ++k) {
+        lanes[k][0] += static_cast<uint64_t>(_mm512_reduce_add_epi64(fs[k]));
+        lanes[k][Lanes] += Total(fq[k]);
+    }
+    for (size_t k = 0; k < G; ++k) Row8Single(src[k] + j, n - j, sum + j, squares + j, lanes[k]);
+}
+
+// Any number of frames, in groups of 8, 4, 2 and 1.
+void Rows8SingleAvx512(const uint8_t* const* src, size_t frames, size_t n, uint32_t* sum, uint32_t* squares,
+                       uint64_t* const* lanes) {
+    size_t k = 0;
+    for (; k + 8 <= frames; k += 8) Single8<8>(src + k, n, sum, squares, lanes + k);
+    if (k + 4 <= frames) Single8<4>(src + k, n, sum, squares, lanes + k), k += 4;
+    if (k + 2 <= frames) Single8<2>(src + k, n, sum, squares, lanes + k), k += 2;
+    if (k < frames) Single8<1>(src + k, n, sum, squares, lanes + k);
+}
+
 // Wider samples: one frame after the other (their sums and squares are 64-bit work either way).
 void Rows16Avx512(const uint16_t* const* src, size_t frames, size_t n, uint32_t* sum, uint64_t* squares,
                   uint64_t* const* lanes) {
@@ -76,6 +153,6 @@ void Rows16Avx512(const uint16_t* const* src, size_t frames, size_t n, uint32_t*
 } // namespace
 
 extern const RowKernels RowKernelsAvx512;
-const RowKernels RowKernelsAvx512 = {&Rows8Vector<V>, &Rows16Avx512};
+const RowKernels RowKernelsAvx512 = {&Rows8Vector<V>, &Rows8SingleAvx512, &Rows16Avx512};
 } // namespace lxsn::detail
 #endif

@@ -9,6 +9,8 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstring>
+#include <random>
 
 using namespace lxtest;
 
@@ -34,6 +36,38 @@ Figures At(ILxSNMeasurementResult* r, int64_t i) {
     Figures f;
     r->GetResult(i, &f.component, &f.count, &f.average, &f.temporal, &f.frame);
     return f;
+}
+
+// Random samples of `bits` in an image with `pad` bytes after each line.
+BufferPtr RandomImage(std::mt19937& rng, size_t w, size_t h, uint32_t format, unsigned bits, size_t pad) {
+    const size_t bytes = bits > 8 ? 2 : 1;
+    BufferPtr b = MakeImage(w, h, format, w * bytes + pad);
+    for (size_t y = 0; y < h; ++y)
+        for (size_t x = 0; x < w; ++x) {
+            const uint16_t v = uint16_t(rng() & ((1u << bits) - 1));
+            std::memcpy(Bytes(b) + y * Pitch(b) + x * bytes, &v, bytes);
+        }
+    return b;
+}
+
+// The lines of `from` written into `to` (same size and format, any pitch).
+void CopyLines(const BufferPtr& from, const BufferPtr& to, size_t lineBytes, size_t h) {
+    for (size_t y = 0; y < h; ++y) std::memcpy(Bytes(to) + y * Pitch(to), Bytes(from) + y * Pitch(from), lineBytes);
+}
+
+// All records with their figures' bits.
+std::vector<uint64_t> BitsOf(ILxSNMeasurementResult* r) {
+    std::vector<uint64_t> bits;
+    if (!r) return bits;
+    for (size_t i = 0; i < r->GetPixelComponentCount(); ++i) {
+        const Figures f = At(r, int64_t(i));
+        uint64_t v[3];
+        std::memcpy(&v[0], &f.average, 8);
+        std::memcpy(&v[1], &f.temporal, 8);
+        std::memcpy(&v[2], &f.frame, 8);
+        bits.insert(bits.end(), {f.component, f.count, v[0], v[1], v[2]});
+    }
+    return bits;
 }
 
 } // namespace
@@ -237,4 +271,47 @@ TEST(SNMeasurement, RoiChangesWhileTheWorkerRuns) {
     ASSERT_NE(r, nullptr);
     EXPECT_EQ(At(r, 0).count, 40u * 64);
     EXPECT_DOUBLE_EQ(At(r, 0).average, 9);
+}
+
+// Frames in their working format are copied as they are: the same samples at other line pitches give
+// the same bits, and so does one image rewritten with each frame's samples before it is handed over
+// (what the filter keeps is its own copy, not the caller's memory).
+TEST(SNMeasurement, FramesInTheirWorkingFormatGiveTheSameBitsAtAnyPitch) {
+    for (const auto& [format, bits] : {std::pair{LxPixelFormat_Mono8, 8u}, std::pair{LxPixelFormat_Mono12, 12u},
+                                       std::pair{LxPixelFormat_BayerGR8, 8u}}) {
+        SCOPED_TRACE(format);
+        const size_t w = 61, h = 37, lineBytes = w * (bits > 8 ? 2 : 1), count = 11;
+        std::mt19937 rng(format);
+        std::vector<BufferPtr> padded, tight, wide;
+        for (size_t k = 0; k < count; ++k) {
+            padded.push_back(RandomImage(rng, w, h, format, bits, 5));
+            tight.push_back(MakeImage(w, h, format, lineBytes));
+            wide.push_back(MakeImage(w, h, format, lineBytes + 67));
+            CopyLines(padded.back(), tight.back(), lineBytes, h);
+            CopyLines(padded.back(), wide.back(), lineBytes, h);
+        }
+        auto measure = [&](const std::vector<BufferPtr>& frames, bool rewrite) {
+            SN m;
+            m.sn->SetFrameCount(count);
+            m.sn->SetFilterROIMode(0);
+            BufferPtr one = MakeImage(w, h, format, lineBytes + 3);
+            for (const BufferPtr& frame : frames) {
+                if (!rewrite) {
+                    m.filter->Filter(frame->GetILxImage());
+                    continue;
+                }
+                CopyLines(frame, one, lineBytes, h);
+                m.filter->Filter(one->GetILxImage());
+            }
+            return BitsOf(m.sn->RetrieveILxSNMeasurementResult(10000, 1));
+        };
+        const std::vector<uint64_t> expected = measure(padded, false);
+        ASSERT_FALSE(expected.empty());
+        uint64_t samples = 0;
+        for (size_t i = 1; i < expected.size(); i += 5) samples += expected[i];
+        EXPECT_EQ(samples, w * h);
+        EXPECT_EQ(measure(tight, false), expected);
+        EXPECT_EQ(measure(wide, false), expected);
+        EXPECT_EQ(measure(padded, true), expected);
+    }
 }

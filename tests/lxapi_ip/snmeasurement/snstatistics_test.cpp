@@ -178,9 +178,10 @@ TEST(SNStatistics, RandomFramesMatchTheDefinitions) {
     }
 }
 
-// The row kernels alone, every fast level against the portable one: all outputs to the bit, for
-// groups of every size, on lengths around the lane blocks, rows at odd addresses, sums that are
-// already large, and samples at the top of their range as well as random ones.
+// The row kernels alone (the one-phase form too), every fast level against the portable one: all
+// outputs to the bit, for groups of every size, on lengths around the lane blocks and the 64-sample
+// blocks, rows at odd addresses, sums that are already large, and samples at the top of their range as
+// well as random ones.
 TEST(SNStatistics, RowKernelsGiveThePortableSums) {
     const auto levels = lxcpu::FastLevels([](lxcpu::Level a) { return lxsn::RowForms().LevelAt(a); });
     if (levels.empty()) GTEST_SKIP() << "no fast form on this processor";
@@ -190,7 +191,7 @@ TEST(SNStatistics, RowKernelsGiveThePortableSums) {
     }();
     std::mt19937 rng(99);
     for (size_t frames = 1; frames <= lxsn::Group; ++frames) {
-        for (size_t n : {1u, 47u, 48u, 49u, 97u, 301u, 2447u}) {
+        for (size_t n : {1u, 47u, 48u, 49u, 63u, 64u, 97u, 128u, 301u, 2447u}) {
             const bool full = n == 2447 && frames == lxsn::Group;
             std::vector<std::vector<uint8_t>> bytes(frames, std::vector<uint8_t>(n + 3));
             std::vector<std::vector<uint16_t>> words(frames, std::vector<uint16_t>(n + 2));
@@ -222,7 +223,12 @@ TEST(SNStatistics, RowKernelsGiveThePortableSums) {
                 }
                 k.row8(rows8, frames, n, s8.data(), q8.data(), lanes8);
                 k.row16(rows16, frames, n, s16.data(), q16.data(), lanes16);
-                return std::make_tuple(s8, q8, l8, s16, q16, l16);
+                auto s1 = sum, q1 = sq32;
+                auto l1 = lanes;
+                uint64_t* lanes1[lxsn::Group];
+                for (size_t f = 0; f < frames; ++f) lanes1[f] = l1.data() + f * 2 * lxsn::Lanes;
+                k.row8single(rows8, frames, n, s1.data(), q1.data(), lanes1);
+                return std::make_tuple(s8, q8, l8, s16, q16, l16, s1, q1, l1);
             };
             const auto expected = run(portable);
             for (lxcpu::Level level : levels) {
@@ -290,7 +296,8 @@ TEST(SNStatistics, ConstantFramesAndASingleFrame) {
     EXPECT_EQ(r[0].average, 0);
 }
 
-// Long 8-bit rows pass the lane limit of one call and still sum exactly; a cancelled run says so.
+// Long 8-bit rows pass the lane limit of one call and still sum exactly at every level (a row of 255
+// fills a kernel's row squares to near their 32-bit limit); a cancelled run says so.
 TEST(SNStatistics, LongRowsAndCancellation) {
     const Layout l = LayoutOf(LxPixelFormat_Mono8);
     const size_t width = lxsn::MaxRow8 + 100;
@@ -298,10 +305,16 @@ TEST(SNStatistics, LongRowsAndCancellation) {
     f.pitch = width;
     f.bytes.emplace_back(width, 255);
     f.bytes.emplace_back(width, 1);
-    const std::vector<Record> r = Measure(l, f, {0, 0, width, 1});
-    EXPECT_DOUBLE_EQ(r[0].average, 128);
-    EXPECT_DOUBLE_EQ(r[0].temporalDeviation, 127);
-    EXPECT_NEAR(r[0].frameDeviation, 0, 1e-5); // sqrt(e - m^2) of equal samples, rounded
+    std::vector<lxcpu::Level> levels = lxcpu::FastLevels([](lxcpu::Level a) { return lxsn::RowForms().LevelAt(a); });
+    levels.push_back(lxcpu::Level::Portable);
+    for (lxcpu::Level level : levels) {
+        lxcpu::ForcedLevel forced(level);
+        SCOPED_TRACE(lxcpu::LevelName(level));
+        const std::vector<Record> r = Measure(l, f, {0, 0, width, 1});
+        EXPECT_DOUBLE_EQ(r[0].average, 128);
+        EXPECT_DOUBLE_EQ(r[0].temporalDeviation, 127);
+        EXPECT_NEAR(r[0].frameDeviation, 0, 1e-5); // sqrt(e - m^2) of equal samples, rounded
+    }
     std::atomic<bool> cancel{true};
     std::vector<Record> out;
     EXPECT_FALSE(lxsn::Compute(l, f.View(), {0, 0, width, 1}, &out, &cancel));
