@@ -8,13 +8,10 @@
 #pragma once
 
 #include "kernels/cpudispatch.h"
+#include "polartables.h"
 
 #include <cstddef>
 #include <cstdint>
-
-namespace lxpol {
-struct StokesTables; // polartables.h
-}
 
 namespace lxpol::detail {
 
@@ -81,6 +78,33 @@ struct StokesLine {
 inline int16_t StokesCoefficient(const StokesLine& l, uint32_t parity, uint32_t plus, uint32_t minus, uint32_t j) {
     return l.position[parity][plus] == j ? 1 : l.position[parity][minus] == j ? -1 : 0;
 }
+
+// What the vector forms broadcast for a line: the multiply-add coefficients of x and y as word pairs
+// (window positions 0 and 1, 2 and 3) for each column parity, and the facts of the tables.
+struct StokesScalars {
+    int32_t x01[2], x23[2], y01[2], y23[2];
+    int32_t ones, angleIndex, max, divisionBits, half, angleOfPi;
+    const int* magnitude;
+    const int* mul;   // the low halves of the division factors, 8 bytes apart
+    const int* angle; // 16-bit entries read as 32 bits, 2 bytes apart
+    explicit StokesScalars(const StokesLine& l) {
+        auto pair = [](int32_t p, int32_t q) { return int32_t(uint16_t(p)) | int32_t(uint32_t(uint16_t(q)) << 16); };
+        for (uint32_t i = 0; i < 2; ++i) {
+            auto c = [&](uint32_t plus, uint32_t minus, uint32_t j) { return StokesCoefficient(l, i, plus, minus, j); };
+            x01[i] = pair(c(0, 2, 0), c(0, 2, 1)), x23[i] = pair(c(0, 2, 2), c(0, 2, 3));
+            y01[i] = pair(c(1, 3, 0), c(1, 3, 1)), y23[i] = pair(c(1, 3, 2), c(1, 3, 3));
+        }
+        ones = pair(1, 1);
+        angleIndex = pair(1, int32_t(l.tables->N()));
+        max = int32_t(l.max);
+        divisionBits = int32_t(l.tables->divisionBits);
+        half = int32_t((l.max - 1) / 2);
+        angleOfPi = int32_t(l.tables->angleOfPi);
+        magnitude = reinterpret_cast<const int*>(l.tables->magnitude);
+        mul = reinterpret_cast<const int*>(l.tables->divisionMul);
+        angle = reinterpret_cast<const int*>(l.tables->angle);
+    }
+};
 
 using SymmetricRow8 = void (*)(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols);
 using SymmetricRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, uint16_t max);

@@ -153,26 +153,24 @@ struct StokesConstants {
     const int* mul;
     const int* angle;
     explicit StokesConstants(const StokesLine& l) {
-        auto pair = [](int32_t p, int32_t q) { return _mm256_set1_epi32(int32_t(uint16_t(p)) | int32_t(uint32_t(uint16_t(q)) << 16)); };
+        const StokesScalars k(l);
         for (uint32_t i = 0; i < 2; ++i) {
-            auto c = [&](uint32_t plus, uint32_t minus, uint32_t j) { return StokesCoefficient(l, i, plus, minus, j); };
-            x01[i] = pair(c(0, 2, 0), c(0, 2, 1)), x23[i] = pair(c(0, 2, 2), c(0, 2, 3));
-            y01[i] = pair(c(1, 3, 0), c(1, 3, 1)), y23[i] = pair(c(1, 3, 2), c(1, 3, 3));
+            x01[i] = _mm256_set1_epi32(k.x01[i]), x23[i] = _mm256_set1_epi32(k.x23[i]);
+            y01[i] = _mm256_set1_epi32(k.y01[i]), y23[i] = _mm256_set1_epi32(k.y23[i]);
         }
-        const int32_t n = int32_t(l.tables->N());
-        ones = pair(1, 1);
-        angleIndex = pair(1, n);
-        max = _mm256_set1_epi32(int32_t(l.max));
-        bits = _mm256_set1_epi32(int32_t(l.tables->divisionBits));
+        ones = _mm256_set1_epi32(k.ones);
+        angleIndex = _mm256_set1_epi32(k.angleIndex);
+        max = _mm256_set1_epi32(k.max);
+        bits = _mm256_set1_epi32(k.divisionBits);
         one = _mm256_set1_epi32(1);
         bias = _mm256_set1_epi32(126);
         low32 = _mm256_set1_epi64x(0xFFFFFFFF);
         low16 = _mm256_set1_epi32(0xFFFF);
-        half = _mm256_set1_epi32(int32_t((l.max - 1) / 2));
-        pi = _mm256_set1_epi32(int32_t(l.tables->angleOfPi));
-        magnitude = reinterpret_cast<const int*>(l.tables->magnitude);
-        mul = reinterpret_cast<const int*>(l.tables->divisionMul); // the low halves, scaled by 8
-        angle = reinterpret_cast<const int*>(l.tables->angle);    // 32 bits at an entry, scaled by 2
+        half = _mm256_set1_epi32(k.half);
+        pi = _mm256_set1_epi32(k.angleOfPi);
+        magnitude = k.magnitude;
+        mul = k.mul;
+        angle = k.angle;
     }
     __m256i X(__m256i w0, __m256i w1, int p) const {
         return _mm256_add_epi32(_mm256_madd_epi16(w0, x01[p]), _mm256_madd_epi16(w1, x23[p]));
