@@ -162,8 +162,15 @@ size_t JudgeMiddle8x32(const uint8_t* pixels, const uint32_t* prefix, const Geom
 
 // The columns [x0, x1) near an edge, where the neighbourhood's count changes from pixel to pixel:
 // the right end of each sum is x + R or, with `rightFixed`, the last column of the pixel's phase; the
-// left end is x - R - s with `hasLeft`, else the first column of the phase. The fast test runs in
-// doubles as the scalar one does, |d| and C - 1 being exact in them, so it takes the same pixels.
+// left end is x - R - s with `hasLeft`, else the first column of the phase.
+//
+// Each block of up to 64 columns first takes an integer test against one limit, that of the smallest
+// bound of the row and the smallest count of the block: with 0 <= b <= b' and c <= c', the rounded
+// products keep their order, so an integer d below ceil(b (c - 1)) lies below b' (c' - 1) too, and
+// the pixel is one the scalar test passes. The counts of each phase only grow or only shrink along a
+// region, so the smallest count of a block lies among its first and last s columns. A group of 16
+// with any pixel not cleared this way takes the fast test in doubles as the scalar one does, |d| and
+// C - 1 being exact in them, so it hands on the same pixels.
 size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows, const Geometry& g,
                      const double* bound, Candidate* out, size_t x0, size_t x1, bool rightFixed, bool hasLeft,
                      size_t n) {
@@ -221,9 +228,45 @@ size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t row
             out[n++] = {static_cast<uint32_t>(x + i), pixels[x + i], sums[i], counts[i]};
         }
     };
-    size_t x = x0;
-    for (; x + 16 <= x1; x += 16) group(x, __mmask16(0xFFFF));
-    if (x < x1) group(x, Lanes(x1 - x));
+    // The count of column x as the scalar judge forms it.
+    const auto countAt = [&](size_t x) -> uint64_t {
+        const size_t px = x & mask;
+        const size_t right = rightFixed ? g.lastCol[px] : x + R;
+        const size_t span = hasLeft ? right - (x - R - s) : right - px + s;
+        return uint64_t(span >> shift) * rows;
+    };
+    // A bound not above 0, or not a number, in any phase: no pixel is cleared by the integer test.
+    double lowest = bound[0];
+    for (size_t px = 0; px < s; ++px) lowest = !(bound[px] > 0.0) ? 0.0 : bound[px] < lowest ? bound[px] : lowest;
+    const __m512i step = _mm512_set1_epi32(static_cast<int>((16 >> shift) * rows));
+    __m512i count = _mm512_setzero_si512();
+    {
+        alignas(64) uint32_t first[16];
+        for (size_t i = 0; i < 16; ++i) first[i] = uint32_t(countAt(x0 + i));
+        count = _mm512_load_si512(first);
+    }
+    // Lanes of the group at x not cleared by the integer test against `limit`; the counts move on by
+    // 16 columns: up while the right end moves, down while the left end does.
+    const auto cleared = [&](size_t x, __mmask16 k, __m512i limit) {
+        __m512i sum = rightFixed ? lastSums : _mm512_maskz_loadu_epi32(k, prefix + (x + R));
+        if (hasLeft) sum = _mm512_sub_epi32(sum, _mm512_maskz_loadu_epi32(k, prefix + (x - R - s)));
+        const __m512i pc = _mm512_mullo_epi32(_mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, pixels + x)), count);
+        const __m512i d = _mm512_sub_epi32(_mm512_max_epu32(sum, pc), _mm512_min_epu32(sum, pc));
+        if (!rightFixed) count = _mm512_add_epi32(count, step);
+        if (hasLeft) count = _mm512_sub_epi32(count, step);
+        return _mm512_mask_cmplt_epu32_mask(k, d, limit);
+    };
+    for (size_t x = x0; x < x1; x += 64) {
+        const size_t end = x + 64 < x1 ? x + 64 : x1;
+        uint64_t least = ~uint64_t(0);
+        for (size_t c = x; c < end && c < x + s; ++c) least = countAt(c) < least ? countAt(c) : least;
+        for (size_t c = end > x + s ? end - s : x; c < end; ++c) least = countAt(c) < least ? countAt(c) : least;
+        const __m512i limit = _mm512_set1_epi32(static_cast<int>(IntegerBound(lowest, least)));
+        for (size_t xg = x; xg < end; xg += 16) {
+            const __mmask16 k = Lanes(end - xg);
+            if (cleared(xg, k, limit) != k) group(xg, k);
+        }
+    }
     return n;
 }
 
