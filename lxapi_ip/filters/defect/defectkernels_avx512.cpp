@@ -171,9 +171,9 @@ size_t JudgeMiddle8x32(const uint8_t* pixels, const uint32_t* prefix, const Geom
 // region, so the smallest count of a block lies among its first and last s columns. A group of 16
 // with any pixel not cleared this way takes the fast test in doubles as the scalar one does, |d| and
 // C - 1 being exact in them, so it hands on the same pixels.
+template <bool rightFixed, bool hasLeft>
 size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows, const Geometry& g,
-                     const double* bound, Candidate* out, size_t x0, size_t x1, bool rightFixed, bool hasLeft,
-                     size_t n) {
+                     const double* bound, Candidate* out, size_t x0, size_t x1, size_t n) {
     const size_t R = g.radius, s = g.step, mask = s - 1;
     const int shift = s == 4 ? 2 : s == 2 ? 1 : 0;
     alignas(64) uint32_t phase[16], lastSum[16], lastCol[16];
@@ -256,15 +256,33 @@ size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t row
         if (hasLeft) count = _mm512_sub_epi32(count, step);
         return _mm512_mask_cmplt_epu32_mask(k, d, limit);
     };
-    for (size_t x = x0; x < x1; x += 64) {
-        const size_t end = x + 64 < x1 ? x + 64 : x1;
-        uint64_t least = ~uint64_t(0);
-        for (size_t c = x; c < end && c < x + s; ++c) least = countAt(c) < least ? countAt(c) : least;
-        for (size_t c = end > x + s ? end - s : x; c < end; ++c) least = countAt(c) < least ? countAt(c) : least;
-        const __m512i limit = _mm512_set1_epi32(static_cast<int>(IntegerBound(lowest, least)));
-        for (size_t xg = x; xg < end; xg += 16) {
-            const __mmask16 k = Lanes(end - xg);
-            if (cleared(xg, k, limit) != k) group(xg, k);
+    // The smallest count of [x, end): at its start while the counts grow, at its end while they shrink.
+    const auto least = [&](size_t x, size_t end) {
+        uint64_t c = ~uint64_t(0);
+        if (!hasLeft)
+            for (size_t i = x; i < end && i < x + s; ++i) c = countAt(i) < c ? countAt(i) : c;
+        if (hasLeft || rightFixed)
+            for (size_t i = end > x + s ? end - s : x; i < end; ++i) c = countAt(i) < c ? countAt(i) : c;
+        return _mm512_set1_epi32(static_cast<int>(IntegerBound(lowest, c)));
+    };
+    // Four groups share one branch, as in the middle of the row.
+    size_t x = x0;
+    for (; x + 64 <= x1; x += 64) {
+        const __m512i limit = least(x, x + 64);
+        const __mmask16 m0 = cleared(x, 0xFFFF, limit), m1 = cleared(x + 16, 0xFFFF, limit);
+        const __mmask16 m2 = cleared(x + 32, 0xFFFF, limit), m3 = cleared(x + 48, 0xFFFF, limit);
+        if (_mm512_kand(_mm512_kand(m0, m1), _mm512_kand(m2, m3)) != 0xFFFF) {
+            if (m0 != 0xFFFF) group(x, 0xFFFF);
+            if (m1 != 0xFFFF) group(x + 16, 0xFFFF);
+            if (m2 != 0xFFFF) group(x + 32, 0xFFFF);
+            if (m3 != 0xFFFF) group(x + 48, 0xFFFF);
+        }
+    }
+    if (x < x1) {
+        const __m512i limit = least(x, x1);
+        for (; x < x1; x += 16) {
+            const __mmask16 k = Lanes(x1 - x);
+            if (cleared(x, k, limit) != k) group(x, k);
         }
     }
     return n;
@@ -280,11 +298,11 @@ size_t JudgeRow8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows
     const size_t inner0 = R + s < w ? R + s : w;
     const size_t inner1 = w > R ? w - R : 0;
     const size_t split = inner0 < inner1 ? inner0 : inner1;
-    size_t n = JudgeEdge8x32(pixels, prefix, rows, g, bound, out, 0, split, false, false, 0);
-    n = JudgeEdge8x32(pixels, prefix, rows, g, bound, out, split, inner0, true, false, n);
+    size_t n = JudgeEdge8x32<false, false>(pixels, prefix, rows, g, bound, out, 0, split, 0);
+    n = JudgeEdge8x32<true, false>(pixels, prefix, rows, g, bound, out, split, inner0, n);
     if (inner0 < inner1)
         n = JudgeMiddle8x32(pixels, prefix, g, bound, out, inner0, inner1, ((2 * R >> (s == 4 ? 2 : s == 2 ? 1 : 0)) + 1) * rows, n);
-    return JudgeEdge8x32(pixels, prefix, rows, g, bound, out, inner0 > inner1 ? inner0 : inner1, w, true, true, n);
+    return JudgeEdge8x32<true, true>(pixels, prefix, rows, g, bound, out, inner0 > inner1 ? inner0 : inner1, w, n);
 }
 
 constexpr RowKernels MakeAvx512Kernels() {
