@@ -1,9 +1,10 @@
 // The AVX-512 form of the defect detection row kernels. The 8-bit image with 32-bit sums, the common
 // case, has its own loops: the running sums slide 32 columns at a time, the row difference and its
 // running sum formed inside the register by shifted additions in 16-bit lanes; the first row of a
-// phase adds its rows 16 columns at a time; the judge takes the middle of the row 64 pixels to a
-// branch in exact integers and the edges 16 at a time in doubles, and leaves the few pixels near the
-// bound to the scalar append. The other forms are the portable loops compiled with these flags.
+// phase adds its rows 16 columns at a time; the judge takes the row 64 pixels to a branch in exact
+// integers, the middle against each phase's bound, the edges against the smallest bound and count of
+// each block, tests the groups an edge block does not clear 16 at a time in doubles, and leaves the
+// few pixels near the bound to the scalar append. The other forms are the portable loops compiled with these flags.
 // Reached only through the dispatcher after the processor reported AVX-512.
 #include "defectkernels.h"
 
