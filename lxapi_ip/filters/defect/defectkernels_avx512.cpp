@@ -1,9 +1,10 @@
 // The AVX-512 form of the defect detection row kernels. The 8-bit image with 32-bit sums, the common
 // case, has its own loops: the running sums slide 32 columns at a time, the row difference and its
 // running sum formed inside the register by shifted additions in 16-bit lanes; the first row of a
-// phase adds its rows 16 columns at a time; the judge takes the middle of the row 64 pixels to a
-// branch in exact integers and the edges 16 at a time in doubles, and leaves the few pixels near the
-// bound to the scalar append. The other forms are the portable loops compiled with these flags.
+// phase adds its rows 16 columns at a time; the judge takes the row 64 pixels to a branch in exact
+// integers, the middle against each phase's bound, the edges against the smallest bound and count of
+// each block, tests the groups an edge block does not clear 16 at a time in doubles, and leaves the
+// few pixels near the bound to the scalar append. The other forms are the portable loops compiled with these flags.
 // Reached only through the dispatcher after the processor reported AVX-512.
 #include "defectkernels.h"
 
@@ -162,11 +163,18 @@ size_t JudgeMiddle8x32(const uint8_t* pixels, const uint32_t* prefix, const Geom
 
 // The columns [x0, x1) near an edge, where the neighbourhood's count changes from pixel to pixel:
 // the right end of each sum is x + R or, with `rightFixed`, the last column of the pixel's phase; the
-// left end is x - R - s with `hasLeft`, else the first column of the phase. The fast test runs in
-// doubles as the scalar one does, |d| and C - 1 being exact in them, so it takes the same pixels.
+// left end is x - R - s with `hasLeft`, else the first column of the phase.
+//
+// Each block of up to 64 columns first takes an integer test against one limit, that of the smallest
+// bound of the row and the smallest count of the block: with 0 <= b <= b' and c <= c', the rounded
+// products keep their order, so an integer d below ceil(b (c - 1)) lies below b' (c' - 1) too, and
+// the pixel is one the scalar test passes. The counts of each phase only grow or only shrink along a
+// region, so the smallest count of a block lies among its first and last s columns. A group of 16
+// with any pixel not cleared this way takes the fast test in doubles as the scalar one does, |d| and
+// C - 1 being exact in them, so it hands on the same pixels.
+template <bool rightFixed, bool hasLeft>
 size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows, const Geometry& g,
-                     const double* bound, Candidate* out, size_t x0, size_t x1, bool rightFixed, bool hasLeft,
-                     size_t n) {
+                     const double* bound, Candidate* out, size_t x0, size_t x1, size_t n) {
     const size_t R = g.radius, s = g.step, mask = s - 1;
     const int shift = s == 4 ? 2 : s == 2 ? 1 : 0;
     alignas(64) uint32_t phase[16], lastSum[16], lastCol[16];
@@ -221,9 +229,63 @@ size_t JudgeEdge8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t row
             out[n++] = {static_cast<uint32_t>(x + i), pixels[x + i], sums[i], counts[i]};
         }
     };
+    // The count of column x as the scalar judge forms it.
+    const auto countAt = [&](size_t x) -> uint64_t {
+        const size_t px = x & mask;
+        const size_t right = rightFixed ? g.lastCol[px] : x + R;
+        const size_t span = hasLeft ? right - (x - R - s) : right - px + s;
+        return uint64_t(span >> shift) * rows;
+    };
+    // A bound not above 0, or not a number, in any phase: no pixel is cleared by the integer test.
+    double lowest = bound[0];
+    for (size_t px = 0; px < s; ++px) lowest = !(bound[px] > 0.0) ? 0.0 : bound[px] < lowest ? bound[px] : lowest;
+    const __m512i step = _mm512_set1_epi32(static_cast<int>((16 >> shift) * rows));
+    __m512i count = _mm512_setzero_si512();
+    {
+        alignas(64) uint32_t first[16];
+        for (size_t i = 0; i < 16; ++i) first[i] = uint32_t(countAt(x0 + i));
+        count = _mm512_load_si512(first);
+    }
+    // Lanes of the group at x not cleared by the integer test against `limit`; the counts move on by
+    // 16 columns: up while the right end moves, down while the left end does.
+    const auto cleared = [&](size_t x, __mmask16 k, __m512i limit) {
+        __m512i sum = rightFixed ? lastSums : _mm512_maskz_loadu_epi32(k, prefix + (x + R));
+        if (hasLeft) sum = _mm512_sub_epi32(sum, _mm512_maskz_loadu_epi32(k, prefix + (x - R - s)));
+        const __m512i pc = _mm512_mullo_epi32(_mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(k, pixels + x)), count);
+        const __m512i d = _mm512_sub_epi32(_mm512_max_epu32(sum, pc), _mm512_min_epu32(sum, pc));
+        if (!rightFixed) count = _mm512_add_epi32(count, step);
+        if (hasLeft) count = _mm512_sub_epi32(count, step);
+        return _mm512_mask_cmplt_epu32_mask(k, d, limit);
+    };
+    // The smallest count of [x, end): at its start while the counts grow, at its end while they shrink.
+    const auto least = [&](size_t x, size_t end) {
+        uint64_t c = ~uint64_t(0);
+        if (!hasLeft)
+            for (size_t i = x; i < end && i < x + s; ++i) c = countAt(i) < c ? countAt(i) : c;
+        if (hasLeft || rightFixed)
+            for (size_t i = end > x + s ? end - s : x; i < end; ++i) c = countAt(i) < c ? countAt(i) : c;
+        return _mm512_set1_epi32(static_cast<int>(IntegerBound(lowest, c)));
+    };
+    // Four groups share one branch, as in the middle of the row.
     size_t x = x0;
-    for (; x + 16 <= x1; x += 16) group(x, __mmask16(0xFFFF));
-    if (x < x1) group(x, Lanes(x1 - x));
+    for (; x + 64 <= x1; x += 64) {
+        const __m512i limit = least(x, x + 64);
+        const __mmask16 m0 = cleared(x, 0xFFFF, limit), m1 = cleared(x + 16, 0xFFFF, limit);
+        const __mmask16 m2 = cleared(x + 32, 0xFFFF, limit), m3 = cleared(x + 48, 0xFFFF, limit);
+        if (_mm512_kand(_mm512_kand(m0, m1), _mm512_kand(m2, m3)) != 0xFFFF) {
+            if (m0 != 0xFFFF) group(x, 0xFFFF);
+            if (m1 != 0xFFFF) group(x + 16, 0xFFFF);
+            if (m2 != 0xFFFF) group(x + 32, 0xFFFF);
+            if (m3 != 0xFFFF) group(x + 48, 0xFFFF);
+        }
+    }
+    if (x < x1) {
+        const __m512i limit = least(x, x1);
+        for (; x < x1; x += 16) {
+            const __mmask16 k = Lanes(x1 - x);
+            if (cleared(x, k, limit) != k) group(x, k);
+        }
+    }
     return n;
 }
 
@@ -237,11 +299,11 @@ size_t JudgeRow8x32(const uint8_t* pixels, const uint32_t* prefix, uint64_t rows
     const size_t inner0 = R + s < w ? R + s : w;
     const size_t inner1 = w > R ? w - R : 0;
     const size_t split = inner0 < inner1 ? inner0 : inner1;
-    size_t n = JudgeEdge8x32(pixels, prefix, rows, g, bound, out, 0, split, false, false, 0);
-    n = JudgeEdge8x32(pixels, prefix, rows, g, bound, out, split, inner0, true, false, n);
+    size_t n = JudgeEdge8x32<false, false>(pixels, prefix, rows, g, bound, out, 0, split, 0);
+    n = JudgeEdge8x32<true, false>(pixels, prefix, rows, g, bound, out, split, inner0, n);
     if (inner0 < inner1)
         n = JudgeMiddle8x32(pixels, prefix, g, bound, out, inner0, inner1, ((2 * R >> (s == 4 ? 2 : s == 2 ? 1 : 0)) + 1) * rows, n);
-    return JudgeEdge8x32(pixels, prefix, rows, g, bound, out, inner0 > inner1 ? inner0 : inner1, w, true, true, n);
+    return JudgeEdge8x32<true, true>(pixels, prefix, rows, g, bound, out, inner0 > inner1 ? inner0 : inner1, w, n);
 }
 
 constexpr RowKernels MakeAvx512Kernels() {
