@@ -346,18 +346,7 @@ void CLxDefectivePixelDetectionFilter::DetectAround(ILxImage* image, const Forma
     Sum* const columns = sums.data() + s * w;
     m_candidates.resize(w);
     const lxdpd::RowKernels& k = lxdpd::Kernels().Get();
-    lxdpd::AddRow<Sum> add;
-    lxdpd::SlideRow<Sum> slide;
-    lxdpd::JudgeRow<Sum> judge;
-    if constexpr (sizeof(Sum) == 4) {
-        add = k.add8x32;
-        slide = k.slide8x32;
-        judge = k.judge8x32;
-    } else {
-        add = entry.bytes == 1 ? k.add8x64 : k.add16x64;
-        slide = entry.bytes == 1 ? k.slide8x64 : k.slide16x64;
-        judge = entry.bytes == 1 ? k.judge8x64 : k.judge16x64;
-    }
+    const auto [add, slide, judge] = lxdpd::RowsFor<Sum>(k, entry.bytes);
 
     const size_t R = g.radius;
     for (size_t y = 0; y < h; ++y) {

@@ -74,4 +74,22 @@ struct RowKernels {
 
 const lxcpu::KernelForms<RowKernels>& Kernels();
 
+// The three row kernels for sums of type Sum over samples of `bytes` (1 or 2) bytes; 16-bit samples
+// always take 64-bit sums.
+template <class Sum>
+struct RowSet {
+    AddRow<Sum> add;
+    SlideRow<Sum> slide;
+    JudgeRow<Sum> judge;
+};
+template <class Sum>
+RowSet<Sum> RowsFor(const RowKernels& k, size_t bytes) {
+    if constexpr (sizeof(Sum) == 4)
+        return {k.add8x32, k.slide8x32, k.judge8x32};
+    else if (bytes == 1)
+        return {k.add8x64, k.slide8x64, k.judge8x64};
+    else
+        return {k.add16x64, k.slide16x64, k.judge16x64};
+}
+
 } // namespace lxdpd

@@ -292,18 +292,7 @@ void CheckKernelsAgainstBruteForce(const lxdpd::RowKernels& k, size_t bytes, siz
         std::memcpy(&v, &image[y * pitch + 2 * x], 2);
         return v;
     };
-    lxdpd::AddRow<Sum> add;
-    lxdpd::SlideRow<Sum> slide;
-    lxdpd::JudgeRow<Sum> judge;
-    if constexpr (sizeof(Sum) == 4) {
-        add = k.add8x32;
-        slide = k.slide8x32;
-        judge = k.judge8x32;
-    } else {
-        add = bytes == 1 ? k.add8x64 : k.add16x64;
-        slide = bytes == 1 ? k.slide8x64 : k.slide16x64;
-        judge = bytes == 1 ? k.judge8x64 : k.judge16x64;
-    }
+    const auto [add, slide, judge] = lxdpd::RowsFor<Sum>(k, bytes);
     const long R = long(n * s), W = long(w), H = long(h), S = long(s);
     lxdpd::Geometry g{w, s, size_t(R), {}};
     for (size_t c = 0; c < s; ++c) g.lastCol[c] = c < w ? c + (w - 1 - c) / s * s : 0;
