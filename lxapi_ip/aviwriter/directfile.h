@@ -70,6 +70,8 @@ public:
 
 private:
     void Loop();
+    // The size of the direct write at `at` of a block that ends at `end`.
+    size_t NextPiece(uint64_t at, uint64_t end) const;
     int WriteBlock(const void* data, size_t size, uint64_t position);
     int WriteBuffered(const uint8_t* data, size_t size, uint64_t position);
 
@@ -77,6 +79,8 @@ private:
     int m_bufferedFd = -1; // the same file through the page cache, for the writes direct I/O refuses
     std::atomic<bool> m_direct{false}; // m_fd bypasses the page cache
     size_t m_memoryAlign = CAlignedBlock::Alignment;
+    uint64_t m_fileBlock = Granule; // the file system's block, when it is a multiple of Granule
+    CAlignedBlock m_staging;        // whole blocks of a chunk whose memory lies off the file's block grid
     std::string m_name;
 
     std::thread m_thread;

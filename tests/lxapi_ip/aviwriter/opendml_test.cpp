@@ -186,6 +186,23 @@ TEST(OpenDMLWritePath, BlocksNotAlignedInMemoryGoThroughThePageCache) {
     EXPECT_EQ(std::memcmp(f.data() + 2048, block.Data(), 2048), 0);
 }
 
+// A block at an odd 2048-byte position, from page-aligned memory: a head piece to the file block's
+// edge, whole blocks staged through aligned memory, and a tail piece. The file holds the block's bytes.
+TEST(OpenDMLWritePath, BlocksOffTheFileBlockGridKeepTheirBytes) {
+    ScratchDir dir;
+    lxavi::CDirectFile file;
+    ASSERT_EQ(file.Open(dir / "grid.bin"), 0);
+    const size_t size = (size_t(5) << 20) + 2048 * 3;
+    lxavi::CAlignedBlock block(size);
+    for (size_t i = 0; i < size; ++i) block.Data()[i] = static_cast<uint8_t>(i * 131 + (i >> 11));
+    ASSERT_EQ(file.Start(block.Data(), 2048, 0), 0);
+    ASSERT_EQ(file.Start(block.Data(), size, 2048), 0);
+    ASSERT_EQ(file.Close(), 0);
+    const auto f = ReadAll(dir / "grid.bin");
+    ASSERT_EQ(f.size(), 2048 + size);
+    EXPECT_EQ(std::memcmp(f.data() + 2048, block.Data(), size), 0);
+}
+
 // A write that fails (here the file size limit of the process, as a full disk would) ends the file
 // in front of the failed chunk, with its index and header.
 TEST(OpenDMLFaults, AFailedWriteLeavesAValidFileOfTheFramesBefore) {
