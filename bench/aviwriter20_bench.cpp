@@ -5,9 +5,10 @@
 #include "lxapi_ip/aviwriter/avifile20header.h"
 #include "lxapi_ip/aviwriter/opendmllayout.h"
 
+#include "filewritepeers.h"
+
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -18,11 +19,6 @@ namespace {
 constexpr uint32_t W = 2448, H = 2048, kFrames = 16;
 constexpr uint32_t kPitch = W * 3;
 constexpr uint32_t kFrameBytes = kPitch * H;
-
-std::string Folder() {
-    const char* dir = std::getenv("LXAPI_BENCH_DIR");
-    return dir ? dir : std::filesystem::temp_directory_path().string();
-}
 
 void OpenDmlBgr8(benchmark::State& state, bool allowDirect) {
     lxavi::StreamFormat20 format;
@@ -38,7 +34,7 @@ void OpenDmlBgr8(benchmark::State& state, bool allowDirect) {
     std::mt19937 rng(1);
     for (auto& f : frames)
         for (size_t i = 8; i < 8 + kFrameBytes; ++i) f.Data()[i] = uint8_t(rng());
-    const std::string name = Folder() + "/lxodml_bench.avi";
+    const std::string name = lxbench::Folder() + "/lxodml_bench.avi";
     bool direct = false;
     for (auto _ : state) {
         lxavi::COpenDMLWriter writer(lxavi::FourCC("00db"));
@@ -61,16 +57,7 @@ void BM_OpenDML_Bgr8_Direct(benchmark::State& state) { OpenDmlBgr8(state, true);
 void BM_OpenDML_Bgr8_PageCache(benchmark::State& state) { OpenDmlBgr8(state, false); }
 
 // The peer: dd with direct I/O, the same bytes in blocks of 2 MiB.
-void BM_dd_OflagDirect_2MiB(benchmark::State& state) {
-    const std::string name = Folder() + "/lxodml_bench_dd.bin";
-    const uint64_t blocks = (uint64_t{kFrames} * kFrameBytes + (2u << 20) - 1) / (2u << 20);
-    const std::string command = "dd if=/dev/zero of='" + name + "' bs=2M count=" + std::to_string(blocks) +
-                                " oflag=direct status=none";
-    for (auto _ : state)
-        if (std::system(command.c_str()) != 0) state.SkipWithError("dd failed");
-    state.SetBytesProcessed(int64_t(state.iterations()) * kFrames * kFrameBytes);
-    std::filesystem::remove(name);
-}
+void BM_dd_OflagDirect_2MiB(benchmark::State& state) { lxbench::DdOflagDirect2MiB(state, uint64_t{kFrames} * kFrameBytes); }
 
 } // namespace
 

@@ -1,10 +1,17 @@
 // The video filer's whole road at 2448 x 2048, single caller thread, the worker beside it. Each
 // iteration writes one file and includes its completion (Stop drains the queue and closes the file).
-//  - BM_PipelineMJPEG: 300 BayerRG8 frames through AddImage to a Motion JPEG AVI at quality 75;
-//    BM_EncoderAlone: the JPEG encoder on the same frames demosaiced to BGR8, one after the other.
-//  - BM_PipelineUncompressed: 60 BGR8 frames to an uncompressed AVI; BM_WriteLoop: the same bytes with
-//    one write() a frame into a file of the same folder.
-// Frames per second and bytes per second are reported as counters.
+//  - BM_PipelineMJPEG: 300 BayerRG8 frames through AddImage to a Motion JPEG AVI at quality 75, as an
+//    AVI 1.0 file and as an OpenDML file (argument 0 and 1); BM_EncoderAlone: the JPEG encoder on the same frames demosaiced to BGR8, one after the other.
+//  - BM_PipelineUncompressed: 60 BGR8 frames to an uncompressed AVI 1.0 file (argument 0), through the
+//    page cache, against BM_WriteLoop: the same bytes with one write() a frame into a file of the same
+//    folder; and to an OpenDML file (argument 1), written with direct I/O, against dd oflag=direct.
+// Frames per second and bytes per second are reported as counters. Files go to LXAPI_BENCH_DIR, or the
+// system's temporary folder.
+//
+// Every road and its peer warm up before they are timed and report the median of five
+// runs: memory a process touches for the first time (pool frames, page-cache pages) costs a fault each
+// on a virtual machine, and the page cache's write-back of the previous file moves single runs threefold.
+#include "filewritepeers.h"
 #include "jpegencoder.h"
 
 #include <lxapi/clxautoptr.h>
@@ -37,7 +44,7 @@ struct Sdk {
     Sdk() { LxApiInitialize(); }
 } sdk;
 
-std::string TempName(const char* name) { return (std::filesystem::temp_directory_path() / name).string(); }
+std::string TempName(const char* name) { return lxbench::Folder() + "/" + name; }
 
 // A sensor-like picture: smooth shading with noise, different per index.
 BufferPtr Frame(uint32_t format, int index) {
@@ -62,10 +69,10 @@ const std::vector<BufferPtr>& BayerFrames() {
     return frames;
 }
 
-std::unique_ptr<FilerPtr> VideoFiler(eAVICodec codec) {
+std::unique_ptr<FilerPtr> VideoFiler(eAVICodec codec, eAVIFileFormat fileFormat = AVI1) {
     auto filer = std::make_unique<FilerPtr>(CreateILxFiler(LxFilerType_Video));
     auto* v = dynamic_cast<ILxVideoFiler*>(filer->Get());
-    v->SetFileFormat(AVI1);
+    v->SetFileFormat(fileFormat);
     v->SetCodec(codec);
     v->SetQuality(75);
     v->SetFrameRate(30.0);
@@ -75,9 +82,11 @@ std::unique_ptr<FilerPtr> VideoFiler(eAVICodec codec) {
 
 void BM_PipelineMJPEG(benchmark::State& state) {
     const auto& frames = BayerFrames();
-    auto filer = VideoFiler(MotionJPEG);
+    const bool openDml = state.range(0) != 0;
+    auto filer = VideoFiler(MotionJPEG, openDml ? AVI2 : AVI1);
     auto* v = dynamic_cast<ILxVideoFiler*>(filer->Get());
-    const std::string name = TempName("lxvideo_bench_mjpeg.avi");
+    const std::string name = TempName(openDml ? "lxvideo_bench_mjpeg_odml.avi" : "lxvideo_bench_mjpeg.avi");
+    state.SetLabel(openDml ? "OpenDML" : "AVI 1.0");
     for (auto _ : state) {
         v->RegisterFileName(name.c_str());
         for (int n = 0; n < MjpegFrames; ++n) v->AddImage(frames[n % Distinct]->GetILxImage(), uint32_t(n));
@@ -112,9 +121,11 @@ void BM_EncoderAlone(benchmark::State& state) {
 void BM_PipelineUncompressed(benchmark::State& state) {
     std::vector<BufferPtr> frames;
     for (int i = 0; i < 4; ++i) frames.push_back(Frame(LxPixelFormat_BGR8, i));
-    auto filer = VideoFiler(Uncompressed);
+    const bool openDml = state.range(0) != 0;
+    auto filer = VideoFiler(Uncompressed, openDml ? AVI2 : AVI1);
     auto* v = dynamic_cast<ILxVideoFiler*>(filer->Get());
-    const std::string name = TempName("lxvideo_bench_raw.avi");
+    const std::string name = TempName(openDml ? "lxvideo_bench_raw_odml.avi" : "lxvideo_bench_raw.avi");
+    state.SetLabel(openDml ? "OpenDML" : "AVI 1.0");
     for (auto _ : state) {
         v->RegisterFileName(name.c_str());
         for (int n = 0; n < RawFrames; ++n) v->AddImage(frames[n % 4]->GetILxImage(), uint32_t(n));
@@ -138,11 +149,18 @@ void BM_WriteLoop(benchmark::State& state) {
     state.SetBytesProcessed(int64_t(state.iterations()) * RawFrames * int64_t(W * H * 3));
 }
 
+void BM_dd_OflagDirect_2MiB(benchmark::State& state) { lxbench::DdOflagDirect2MiB(state, uint64_t{RawFrames} * W * H * 3); }
+
 } // namespace
 
-BENCHMARK(BM_PipelineMJPEG)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
-BENCHMARK(BM_EncoderAlone)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
-BENCHMARK(BM_PipelineUncompressed)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
-BENCHMARK(BM_WriteLoop)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
+#define LX_STEADY(b)                                                                                          \
+    b->Unit(benchmark::kMillisecond)->MinTime(1.0)->MinWarmUpTime(2.0)->Repetitions(5)->ReportAggregatesOnly()->UseRealTime()
+LX_STEADY(BENCHMARK(BM_PipelineMJPEG)->Arg(0));
+LX_STEADY(BENCHMARK(BM_EncoderAlone));
+LX_STEADY(BENCHMARK(BM_PipelineMJPEG)->Arg(1));
+LX_STEADY(BENCHMARK(BM_PipelineUncompressed)->Arg(0));
+LX_STEADY(BENCHMARK(BM_WriteLoop));
+LX_STEADY(BENCHMARK(BM_PipelineUncompressed)->Arg(1));
+LX_STEADY(BENCHMARK(BM_dd_OflagDirect_2MiB));
 
 BENCHMARK_MAIN();
