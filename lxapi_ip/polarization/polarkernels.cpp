@@ -8,10 +8,10 @@
 #include "support/lxalignedlines.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <type_traits>
+#include <vector>
 
 namespace lxpol {
 
@@ -43,18 +43,6 @@ inline uint32_t Load(const uint8_t* row, uint32_t x, uint32_t max) {
     return v < max ? v : max;
 }
 
-// Exact floor(n / d) for n below 2^24 and 1 <= d < 2^12, as a multiplication and a shift.
-struct Divider {
-    uint64_t mul = 0;
-    unsigned shift = 0;
-    explicit Divider(uint32_t d = 1) {
-        const unsigned l = unsigned(std::bit_width(d - 1));
-        shift = 24 + l;
-        mul = (uint64_t(1) << shift) / d + 1;
-    }
-    uint32_t operator()(uint32_t n) const { return uint32_t((n * mul) >> shift); }
-};
-
 // The operation on one window or group, writing its result into the destination row at x.
 template <Op op, class D>
 struct Pixel {
@@ -62,17 +50,13 @@ struct Pixel {
     uint32_t m;
     const uint16_t* table;
     // Color
-    uint32_t phaseOffset = 0, h[6] = {};
-    Divider arc[6];
+    HueWheel wheel;
     unsigned red = 2, blue = 0;
 
     explicit Pixel(const Context& context)
         : c(context), m((1u << context.depth) - 1), table(context.depthTable) {
         if constexpr (op == Op::Color) {
-            phaseOffset = uint32_t((int64_t(c.colorPhase) * m) / 255);
-            for (uint32_t k = 1; k <= 5; ++k) h[k] = (k * m) / 6;
-            for (uint32_t k = 0; k < 5; ++k) arc[k] = Divider(h[k + 1] - h[k]);
-            arc[5] = Divider(m - h[5]);
+            wheel = HueWheel(m, c.colorPhase, c.colorInversion, c.darkMode);
             red = c.blueFirst ? 2 : 0;
             blue = c.blueFirst ? 0 : 2;
         }
@@ -113,28 +97,20 @@ struct Pixel {
         return q < m ? q : m;
     }
 
+    // The pixel of a degree (at most m) and an angle, written at p.
+    void Color(uint32_t degree, uint32_t angle, D* p) const {
+        uint32_t r, g, b;
+        HuePixel(wheel, degree, angle, r, g, b);
+        p[red] = D(Out(r));
+        p[1] = D(Out(g));
+        p[blue] = D(Out(b));
+    }
+
     void Put(uint8_t* row, uint32_t x, uint32_t a, uint32_t b, uint32_t cc, uint32_t d) const {
         D* out = reinterpret_cast<D*>(row);
         if constexpr (op == Op::Color) {
-            const uint32_t degree = Degree(a, b, cc, d);
-            const uint32_t angle = c.stokes->Angle(int32_t(a) - int32_t(cc), int32_t(b) - int32_t(d));
-            uint32_t hue = (c.colorInversion ? m - angle : angle) + phaseOffset;
-            if (hue > m) hue -= m;
-            const uint32_t low = c.darkMode ? 0 : (degree > m ? 0 : m - degree);
-            const uint32_t high = c.darkMode ? std::min(degree, m) : m;
-            const uint32_t span = high - low;
-            uint32_t r, g, bl;
-            if (hue < h[1]) r = low, g = low + arc[0](span * hue), bl = high;
-            else if (hue < h[2]) r = low, g = high, bl = low + arc[1](span * (h[2] - hue));
-            else if (hue < h[3]) r = low + arc[2](span * (hue - h[2])), g = high, bl = low;
-            else if (hue < h[4]) r = high, g = low + arc[3](span * (h[4] - hue)), bl = low;
-            else if (hue < h[5]) r = high, g = low, bl = low + arc[4](span * (hue - h[4]));
-            else if (hue < m) r = low + arc[5](span * (m - hue)), g = low, bl = high;
-            else r = low, g = low, bl = high;
-            D* p = out + size_t(x) * c.dstStep;
-            p[red] = D(Out(r));
-            p[1] = D(Out(g));
-            p[blue] = D(Out(bl));
+            Color(Degree(a, b, cc, d), c.stokes->Angle(int32_t(a) - int32_t(cc), int32_t(b) - int32_t(d)),
+                  out + size_t(x) * c.dstStep);
         } else {
             out[x] = D(Out(Value(a, b, cc, d)));
         }
@@ -240,6 +216,8 @@ constexpr detail::RowKernels kPortable = {
     StokesLineOf<false, uint8_t>,
     StokesLineOf<true, uint16_t>,
     StokesLineOf<false, uint16_t>,
+    HueLineOf<uint8_t>,
+    HueLineOf<uint16_t>,
 };
 
 const lxcpu::KernelForms<detail::RowKernels>& Forms() noexcept {
@@ -301,65 +279,119 @@ void PrepareLinear(const Context& c, uint32_t layout, detail::LinearLine lines[2
 }
 
 // The window by lines: `line(r0, r1, out, cols, y)` writes the first w - 1 results of line y; the last
-// column copies the one before it, the last line the line before it.
-template <class D, class Line>
-void ByLines(const Plane& src, const Plane& dst, Line&& line) {
+// column copies the one before it, the last line the line before it. A result is `pixelBytes` wide.
+template <class Line>
+void ByLines(const Plane& src, const Plane& dst, size_t pixelBytes, Line&& line) {
     const uint32_t w = src.width, h = src.height;
     const uint32_t rows = h > 1 ? h - 1 : 1;
     for (uint32_t y = 0; y < rows; ++y) {
         uint8_t* out = dst.Row(y);
         line(src.Row(y), src.Row(h > 1 ? y + 1 : y), out, w - 1, y);
-        std::memcpy(out + (w - 1) * sizeof(D), out + (w - 2) * sizeof(D), sizeof(D));
+        std::memcpy(out + (w - 1) * pixelBytes, out + (w - 2) * pixelBytes, pixelBytes);
     }
-    if (h > 1) std::memcpy(dst.Row(h - 1), dst.Row(h - 2), size_t(w) * sizeof(D));
+    if (h > 1) std::memcpy(dst.Row(h - 1), dst.Row(h - 2), size_t(w) * pixelBytes);
+}
+
+// Three lines of samples into the pixels of a destination line, `step` samples apart, through the
+// depth table when there is one. A fourth sample of the destination stays as it is.
+template <class D>
+void Interleave(const uint16_t* c0, const uint16_t* c1, const uint16_t* c2, D* out, uint32_t cols, size_t step,
+                const uint16_t* table) {
+    auto run = [&](auto stepOf, auto map) {
+        const size_t k = stepOf;
+        for (uint32_t x = 0; x < cols; ++x) {
+            D* p = out + size_t(x) * k;
+            p[0] = D(map(c0[x])), p[1] = D(map(c1[x])), p[2] = D(map(c2[x]));
+        }
+    };
+    auto same = [](uint16_t v) { return v; };
+    auto mapped = [table](uint16_t v) { return table[v]; };
+    if (table) run(step, mapped);
+    else if (step == 3) run(std::integral_constant<size_t, 3>(), same);
+    else run(step, same);
+}
+
+// What the line kernels of one image need: the kernels of the dispatcher's level and the line
+// descriptions for even and odd lines.
+struct LineSetup {
+    const detail::RowKernels& k = Forms().Get();
+    detail::LinearLine linear[2];
+    detail::StokesLine stokes[2];
+    uint16_t max = 255;
+
+    LineSetup(const Context& c, uint32_t layout) : max(uint16_t((1u << c.depth) - 1)) {
+        if (c.op == Op::Linear) PrepareLinear(c, layout, linear);
+        if (c.op == Op::Degree || c.op == Op::Angle || c.op == Op::Color) {
+            for (uint32_t py = 0; py < 2; ++py) {
+                stokes[py].tables = c.stokes;
+                stokes[py].max = max;
+                for (uint32_t px = 0; px < 2; ++px) std::memcpy(stokes[py].position[px], OrderOf(layout, px, py).position, 4);
+            }
+        }
+    }
+
+    // The first cols results of line y, in the source's sample type.
+    template <Op op, class S>
+    void Run(const S* r0, const S* r1, S* out, uint32_t cols, uint32_t y) const {
+        if constexpr (Symmetric<op>) {
+            constexpr size_t i = op == Op::Average ? 0 : op == Op::Maximum ? 1 : op == Op::Minimum ? 2 : 3;
+            if constexpr (sizeof(S) == 1) k.symmetric8[i](r0, r1, out, cols);
+            else k.symmetric16[i](r0, r1, out, cols, max);
+        } else if constexpr (op == Op::Linear) {
+            if constexpr (sizeof(S) == 1) k.linear8(r0, r1, out, cols, linear[y & 1]);
+            else k.linear16(r0, r1, out, cols, linear[y & 1]);
+        } else if constexpr (op == Op::Degree) {
+            if constexpr (sizeof(S) == 1) k.degree8(r0, r1, out, cols, stokes[y & 1]);
+            else k.degree16(r0, r1, out, cols, stokes[y & 1]);
+        } else {
+            static_assert(op == Op::Angle);
+            if constexpr (sizeof(S) == 1) k.angle8(r0, r1, out, cols, stokes[y & 1]);
+            else k.angle16(r0, r1, out, cols, stokes[y & 1]);
+        }
+    }
+};
+
+// The window by the line kernels. Equal sample sizes without a depth table write straight into the
+// destination; otherwise a line of results in the source's samples goes through the depth table, or,
+// for Color, lines of degree and angle through the hue wheel.
+template <Op op, class S, class D>
+void WindowByLines(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
+    const LineSetup setup(c, layout);
+    auto S_ = [](const uint8_t* row) { return reinterpret_cast<const S*>(row); };
+    if constexpr (op != Op::Color && std::is_same_v<S, D>) {
+        if (!c.depthTable) {
+            ByLines(src, dst, sizeof(D), [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t y) {
+                setup.Run<op>(S_(r0), S_(r1), reinterpret_cast<S*>(out), cols, y);
+            });
+            return;
+        }
+    }
+    const Pixel<op, D> pixel(c);
+    std::vector<S> first(src.width), second(op == Op::Color ? src.width : 0);
+    std::vector<uint16_t> rgb(op == Op::Color ? 3 * size_t(src.width) : 0);
+    const size_t pixelBytes = sizeof(D) * (op == Op::Color ? c.dstStep : 1);
+    ByLines(src, dst, pixelBytes, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* row, uint32_t cols, uint32_t y) {
+        D* out = reinterpret_cast<D*>(row);
+        if constexpr (op == Op::Color) {
+            setup.Run<Op::Degree>(S_(r0), S_(r1), first.data(), cols, y);
+            setup.Run<Op::Angle>(S_(r0), S_(r1), second.data(), cols, y);
+            uint16_t *r = rgb.data(), *g = r + src.width, *b = g + src.width;
+            if constexpr (sizeof(S) == 1) setup.k.hue8(first.data(), second.data(), r, g, b, cols, pixel.wheel);
+            else setup.k.hue16(first.data(), second.data(), r, g, b, cols, pixel.wheel);
+            Interleave(pixel.red == 0 ? r : b, g, pixel.red == 0 ? b : r, out, cols, c.dstStep, c.depthTable);
+        } else {
+            setup.Run<op>(S_(r0), S_(r1), first.data(), cols, y);
+            for (uint32_t x = 0; x < cols; ++x) out[x] = D(pixel.Out(first[x]));
+        }
+    });
 }
 
 template <Op op, class S, class D>
 void WindowLoop(const Context& c, uint32_t layout, const Plane& src, const Plane& dst) {
-    if constexpr ((Symmetric<op> || op == Op::Linear) && std::is_same_v<S, D>) {
-        // Equal depths (no table): the line kernels of the dispatcher's level.
-        if (!c.depthTable && src.width > 1) {
-            const detail::RowKernels& k = Forms().Get();
-            if constexpr (op == Op::Linear) {
-                detail::LinearLine lines[2];
-                PrepareLinear(c, layout, lines);
-                ByLines<D>(src, dst, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t y) {
-                    if constexpr (sizeof(S) == 1) k.linear8(r0, r1, out, cols, lines[y & 1]);
-                    else
-                        k.linear16(reinterpret_cast<const uint16_t*>(r0), reinterpret_cast<const uint16_t*>(r1),
-                                   reinterpret_cast<uint16_t*>(out), cols, lines[y & 1]);
-                });
-            } else {
-                constexpr size_t i = op == Op::Average ? 0 : op == Op::Maximum ? 1 : op == Op::Minimum ? 2 : 3;
-                const uint16_t max = uint16_t((1u << c.depth) - 1);
-                ByLines<D>(src, dst, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t) {
-                    if constexpr (sizeof(S) == 1) k.symmetric8[i](r0, r1, out, cols);
-                    else
-                        k.symmetric16[i](reinterpret_cast<const uint16_t*>(r0), reinterpret_cast<const uint16_t*>(r1),
-                                         reinterpret_cast<uint16_t*>(out), cols, max);
-                });
-            }
-            return;
-        }
-    }
-    if constexpr ((op == Op::Degree || op == Op::Angle) && std::is_same_v<S, D>) {
-        if (!c.depthTable && src.width > 1) {
-            const detail::RowKernels& k = Forms().Get();
-            detail::StokesLine lines[2];
-            for (uint32_t py = 0; py < 2; ++py) {
-                lines[py].tables = c.stokes;
-                lines[py].max = (1u << c.depth) - 1;
-                for (uint32_t px = 0; px < 2; ++px)
-                    std::memcpy(lines[py].position[px], OrderOf(layout, px, py).position, 4);
-            }
-            ByLines<D>(src, dst, [&](const uint8_t* r0, const uint8_t* r1, uint8_t* out, uint32_t cols, uint32_t y) {
-                if constexpr (sizeof(S) == 1)
-                    (op == Op::Degree ? k.degree8 : k.angle8)(r0, r1, out, cols, lines[y & 1]);
-                else
-                    (op == Op::Degree ? k.degree16 : k.angle16)(reinterpret_cast<const uint16_t*>(r0),
-                                                                reinterpret_cast<const uint16_t*>(r1),
-                                                                reinterpret_cast<uint16_t*>(out), cols, lines[y & 1]);
-            });
+    // Every operation but Cosine has line kernels; Color is made from the degree and angle lines.
+    if constexpr (op != Op::Cosine) {
+        if (src.width > 1) {
+            WindowByLines<op, S, D>(c, layout, src, dst);
             return;
         }
     }

@@ -1,13 +1,14 @@
 // The line kernels of the sliding window that have vector forms: the symmetric operations (average,
-// maximum, minimum, difference), the linear angle interpolation, and the degree and angle of
-// polarization, for equal source and destination depths (no depth table). One table of function pointers per instruction-set level, chosen through
-// the processor dispatcher; every form gives the portable form's results bit for bit.
+// maximum, minimum, difference), the linear angle interpolation, the degree and angle of
+// polarization and the hue wheel of their colour image. One table of function pointers per
+// instruction-set level, chosen through the processor dispatcher; every form gives the portable form's results bit for bit.
 //
 // A line kernel writes out[x] for x < cols from the window (l0[x], l0[x + 1], l1[x], l1[x + 1]);
 // both source lines hold cols + 1 samples. Word samples above `max` count as `max`.
 #pragma once
 
 #include "kernels/cpudispatch.h"
+#include "polarhue.h"
 #include "polartables.h"
 
 #include <cstddef>
@@ -114,6 +115,11 @@ using LinearRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* o
 using StokesRow8 = void (*)(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, const StokesLine& l);
 using StokesRow16 = void (*)(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols,
                              const StokesLine& l);
+// The hue wheel of a line of degrees and angles (HueLineOf).
+using HueRow8 = void (*)(const uint8_t* degree, const uint8_t* angle, uint16_t* red, uint16_t* green, uint16_t* blue,
+                         uint32_t cols, const HueWheel& w);
+using HueRow16 = void (*)(const uint16_t* degree, const uint16_t* angle, uint16_t* red, uint16_t* green,
+                          uint16_t* blue, uint32_t cols, const HueWheel& w);
 
 struct RowKernels {
     SymmetricRow8 symmetric8[4];   // Average, Maximum, Minimum, Difference
@@ -122,6 +128,8 @@ struct RowKernels {
     LinearRow16 linear16;
     StokesRow8 degree8, angle8;
     StokesRow16 degree16, angle16;
+    HueRow8 hue8;
+    HueRow16 hue16;
 };
 
 const RowKernels& PortableRows() noexcept;

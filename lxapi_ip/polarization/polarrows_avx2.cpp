@@ -252,6 +252,69 @@ void Stokes16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
     (degree ? PortableRows().degree16 : PortableRows().angle16)(l0 + x, l1 + x, out + x, cols - x, l);
 }
 
+// ---- the hue wheel ----
+
+// HuePixel on eight pixels in 32-bit lanes: the sextant's start, end and reciprocal come from tables
+// in registers, the channel roles from bit sets of the sextants. Every value is below 2^31, so the
+// signed comparisons order them as unsigned ones.
+template <class S>
+void Hue(const S* degree, const S* angle, uint16_t* red, uint16_t* green, uint16_t* blue, uint32_t cols,
+         const HueWheel& w) {
+    const __m256i zero = _mm256_setzero_si256(), one = _mm256_set1_epi32(1), m = _mm256_set1_epi32(int32_t(w.m));
+    const __m256i phase = _mm256_set1_epi32(int32_t(w.phaseOffset));
+    __m256i below[5]; // h[k + 1] - 1: hue >= h[k + 1] is hue > below[k]
+    for (int k = 0; k < 5; ++k) below[k] = _mm256_set1_epi32(int32_t(w.h[k + 1]) - 1);
+    const __m256i starts = _mm256_setr_epi32(int32_t(w.h[0]), int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]),
+                                             int32_t(w.h[4]), int32_t(w.h[5]), 0, 0);
+    const __m256i ends = _mm256_setr_epi32(int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]), int32_t(w.h[4]),
+                                           int32_t(w.h[5]), int32_t(w.h[6]), 0, 0);
+    const __m256 reciprocals = _mm256_setr_ps(w.reciprocal[0], w.reciprocal[1], w.reciprocal[2], w.reciprocal[3],
+                                              w.reciprocal[4], w.reciprocal[5], 0, 0);
+    const __m256i redRamp = _mm256_set1_epi32(0x24), redHigh = _mm256_set1_epi32(0x18);
+    const __m256i greenRamp = _mm256_set1_epi32(0x09), greenHigh = _mm256_set1_epi32(0x06);
+    const __m256i blueRamp = _mm256_set1_epi32(0x12), blueHigh = _mm256_set1_epi32(0x21);
+    uint32_t x = 0;
+    for (; x + 8 <= cols; x += 8) {
+        __m256i d, a;
+        if constexpr (sizeof(S) == 1) {
+            d = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(degree + x)));
+            a = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(angle + x)));
+        } else {
+            d = _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(degree + x)));
+            a = _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(angle + x)));
+        }
+        __m256i hue = _mm256_add_epi32(w.inversion ? _mm256_sub_epi32(m, a) : a, phase);
+        hue = _mm256_sub_epi32(hue, _mm256_and_si256(_mm256_cmpgt_epi32(hue, m), m));
+        const __m256i low = w.dark ? zero : _mm256_sub_epi32(m, d), high = w.dark ? d : m;
+        __m256i k = zero; // minus the sextant, then the sextant
+        for (int j = 0; j < 5; ++j) k = _mm256_add_epi32(k, _mm256_cmpgt_epi32(hue, below[j]));
+        k = _mm256_sub_epi32(zero, k);
+        const __m256i start = _mm256_permutevar8x32_epi32(starts, k), end = _mm256_permutevar8x32_epi32(ends, k);
+        const __m256 reciprocal = _mm256_permutevar8x32_ps(reciprocals, k);
+        const __m256i width = _mm256_sub_epi32(end, start);
+        const __m256i odd = _mm256_cmpeq_epi32(_mm256_and_si256(k, one), one);
+        const __m256i t = _mm256_blendv_epi8(_mm256_sub_epi32(hue, start), _mm256_sub_epi32(end, hue), odd);
+        const __m256i n = _mm256_mullo_epi32(_mm256_sub_epi32(high, low), t);
+        __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(n), reciprocal));
+        const __m256i r = _mm256_sub_epi32(n, _mm256_mullo_epi32(q, width));
+        q = _mm256_sub_epi32(q, _mm256_cmpgt_epi32(r, _mm256_sub_epi32(width, one))); // r >= width: one more
+        q = _mm256_add_epi32(q, _mm256_cmpgt_epi32(zero, r));                         // r < 0: one less
+        const __m256i ramp = _mm256_add_epi32(low, q);
+        const __m256i bit = _mm256_sllv_epi32(one, k);
+        auto channel = [&](__m256i rampSet, __m256i highSet) {
+            const __m256i isHigh = _mm256_cmpgt_epi32(_mm256_and_si256(bit, highSet), zero);
+            const __m256i isRamp = _mm256_cmpgt_epi32(_mm256_and_si256(bit, rampSet), zero);
+            const __m256i v = _mm256_blendv_epi8(_mm256_blendv_epi8(low, high, isHigh), ramp, isRamp);
+            // Eight values below 2^16 to eight words: the pack works per 128-bit half.
+            return _mm256_castsi256_si128(_mm256_permute4x64_epi64(_mm256_packus_epi32(v, v), 0x08));
+        };
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(red + x), channel(redRamp, redHigh));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(green + x), channel(greenRamp, greenHigh));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(blue + x), channel(blueRamp, blueHigh));
+    }
+    HueLineOf<S>(degree + x, angle + x, red + x, green + x, blue + x, cols - x, w);
+}
+
 constexpr RowKernels kAvx2 = {
     {Symmetric8<0>, Symmetric8<1>, Symmetric8<2>, Symmetric8<3>},
     {Symmetric16<0>, Symmetric16<1>, Symmetric16<2>, Symmetric16<3>},
@@ -261,6 +324,8 @@ constexpr RowKernels kAvx2 = {
     Stokes8<false>,
     Stokes16<true>,
     Stokes16<false>,
+    Hue<uint8_t>,
+    Hue<uint16_t>,
 };
 
 } // namespace

@@ -1,7 +1,7 @@
 // The AVX-512 line kernels of the sliding window (F, BW, VL, VBMI): the linear interpolation and the
 // degree and angle of polarization of the AVX2 form on 512-bit registers, 32 windows per step; the
-// symmetric lines of the AVX2 form. Built with the AVX-512 flags alone and entered only
-// after the dispatcher found the instruction set.
+// hue wheel of their colour image, 16 pixels per step; the symmetric lines of the AVX2 form. Built
+// with the AVX-512 flags alone and entered only after the dispatcher found the instruction set.
 #include "polarrows.h"
 
 #if defined(__x86_64__) && defined(__AVX512BW__) && defined(__AVX512VBMI__)
@@ -198,6 +198,64 @@ void Stokes16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
     (degree ? PortableRows().degree16 : PortableRows().angle16)(l0 + x, l1 + x, out + x, cols - x, l);
 }
 
+// ---- the hue wheel ----
+
+// HuePixel on sixteen pixels in 32-bit lanes: the sextant's start, end and reciprocal come from
+// tables in registers, the channel roles from bit sets of the sextants.
+template <class S>
+void Hue(const S* degree, const S* angle, uint16_t* red, uint16_t* green, uint16_t* blue, uint32_t cols,
+         const HueWheel& w) {
+    const __m512i zero = _mm512_setzero_si512(), one = _mm512_set1_epi32(1), m = _mm512_set1_epi32(int32_t(w.m));
+    const __m512i phase = _mm512_set1_epi32(int32_t(w.phaseOffset));
+    __m512i h[6];
+    for (int k = 0; k < 5; ++k) h[k] = _mm512_set1_epi32(int32_t(w.h[k + 1]));
+    const __m512i starts = _mm512_setr_epi32(int32_t(w.h[0]), int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]),
+                                             int32_t(w.h[4]), int32_t(w.h[5]), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m512i ends = _mm512_setr_epi32(int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]), int32_t(w.h[4]),
+                                           int32_t(w.h[5]), int32_t(w.h[6]), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m512 reciprocals = _mm512_setr_ps(w.reciprocal[0], w.reciprocal[1], w.reciprocal[2], w.reciprocal[3],
+                                              w.reciprocal[4], w.reciprocal[5], 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    // Sextants where a channel is on the ramp, and where it is high (HuePixel).
+    const __m512i redRamp = _mm512_set1_epi32(0x24), redHigh = _mm512_set1_epi32(0x18);
+    const __m512i greenRamp = _mm512_set1_epi32(0x09), greenHigh = _mm512_set1_epi32(0x06);
+    const __m512i blueRamp = _mm512_set1_epi32(0x12), blueHigh = _mm512_set1_epi32(0x21);
+    uint32_t x = 0;
+    for (; x + 16 <= cols; x += 16) {
+        __m512i d, a;
+        if constexpr (sizeof(S) == 1) {
+            d = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(degree + x)));
+            a = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(angle + x)));
+        } else {
+            d = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(degree + x)));
+            a = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(angle + x)));
+        }
+        __m512i hue = _mm512_add_epi32(w.inversion ? _mm512_sub_epi32(m, a) : a, phase);
+        hue = _mm512_mask_sub_epi32(hue, _mm512_cmpgt_epu32_mask(hue, m), hue, m);
+        const __m512i low = w.dark ? zero : _mm512_sub_epi32(m, d), high = w.dark ? d : m;
+        __m512i k = zero;
+        for (int j = 0; j < 5; ++j) k = _mm512_mask_add_epi32(k, _mm512_cmpge_epu32_mask(hue, h[j]), k, one);
+        const __m512i start = _mm512_permutexvar_epi32(k, starts), end = _mm512_permutexvar_epi32(k, ends);
+        const __m512 reciprocal = _mm512_permutexvar_ps(k, reciprocals);
+        const __m512i width = _mm512_sub_epi32(end, start);
+        const __m512i t = _mm512_mask_sub_epi32(_mm512_sub_epi32(hue, start), _mm512_test_epi32_mask(k, one), end, hue);
+        const __m512i n = _mm512_mullo_epi32(_mm512_sub_epi32(high, low), t);
+        __m512i q = _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_cvtepi32_ps(n), reciprocal));
+        const __m512i r = _mm512_sub_epi32(n, _mm512_mullo_epi32(q, width));
+        q = _mm512_mask_add_epi32(q, _mm512_cmpge_epi32_mask(r, width), q, one);
+        q = _mm512_mask_sub_epi32(q, _mm512_cmplt_epi32_mask(r, zero), q, one);
+        const __m512i ramp = _mm512_add_epi32(low, q);
+        const __m512i bit = _mm512_sllv_epi32(one, k);
+        auto channel = [&](__m512i rampSet, __m512i highSet) {
+            const __m512i v = _mm512_mask_mov_epi32(low, _mm512_test_epi32_mask(bit, highSet), high);
+            return _mm512_cvtepi32_epi16(_mm512_mask_mov_epi32(v, _mm512_test_epi32_mask(bit, rampSet), ramp));
+        };
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(red + x), channel(redRamp, redHigh));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(green + x), channel(greenRamp, greenHigh));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(blue + x), channel(blueRamp, blueHigh));
+    }
+    HueLineOf<S>(degree + x, angle + x, red + x, green + x, blue + x, cols - x, w);
+}
+
 } // namespace
 
 // The symmetric lines are the AVX2 ones: the 64-byte loads at x + 1, which all cross a cache line,
@@ -212,6 +270,8 @@ const RowKernels* Avx512Rows() noexcept {
         r.angle8 = Stokes8<false>;
         r.degree16 = Stokes16<true>;
         r.angle16 = Stokes16<false>;
+        r.hue8 = Hue<uint8_t>;
+        r.hue16 = Hue<uint16_t>;
         return r;
     }();
     return &rows;

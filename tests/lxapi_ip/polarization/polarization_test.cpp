@@ -276,6 +276,28 @@ TEST(Polarization, WideDegreeAndAngleMatchTheReference) {
 
 // The angle pixels themselves at 0, 45, 90, 135; 180 is 0 again. (The cosine form gives them only
 // for consistent data, a + c = b + d; the reference test covers it.)
+// A transform that changes the depth equals the transform at the source's depth followed by the
+// converter's own depth change: the depth table applies to each result, for every method with line
+// kernels and the colour image (with its hue wheel settings), on lines wide enough for the vector forms.
+TEST(Polarization, DepthChangeFollowsTheTransform) {
+    std::mt19937 rng(23);
+    Converter c, plain;
+    BufferPtr src = Random(83, 6, PF(Pol1MonoXC12), rng);
+    std::vector<Settings> settings;
+    for (int method : {3, 4, 5, 7, 8, 9}) settings.push_back({method});
+    settings.push_back({2, 30.0, false});
+    settings.push_back({6, 0, false, false, false, 0});
+    settings.push_back({6, 0, false, true, true, 100});
+    for (const Settings& st : settings) {
+        Apply(c, st);
+        const bool color = st.method == 6;
+        const uint32_t wide = color ? PF(BGR12) : PF(Mono12), narrow = color ? PF(BGR8) : PF(Mono8);
+        BufferPtr full = c.Run(src, wide);
+        const Samples want = Read(plain.Run(full, narrow)->GetILxImage());
+        EXPECT_EQ(Read(c.Run(src, narrow)->GetILxImage()).v, want.v) << "method " << st.method;
+    }
+}
+
 TEST(Polarization, SpecifiedAngleOnTheGridPicksThatAngle) {
     std::mt19937 rng(3);
     Converter c;
@@ -518,7 +540,8 @@ TEST(Polarization, WeightCacheKeepsATableInUse) {
 // Every fast form of the window kernels gives the portable results bit for bit: random images of odd
 // sizes with padded lines and odd pitches (word lines on odd addresses), word samples above the
 // depth's maximum, every layout, the linear interpolation at angles on and off the grid, degree and
-// angle of polarization, and a destination filled from its last line up. The padding of the destination stays as it was.
+// angle of polarization and their colour image under every hue wheel setting, and a destination
+// filled from its last line up. The padding of the destination stays as it was.
 TEST(Polarization, FastWindowFormsEqualThePortableForm) {
     const auto levels = lxcpu::FastLevels([](lxcpu::Level l) { return lxpol::detail::KernelLevelAt(l); });
     if (levels.empty()) GTEST_SKIP() << "no fast form runs on this processor";
@@ -529,8 +552,8 @@ TEST(Polarization, FastWindowFormsEqualThePortableForm) {
         size_t pad;
     };
     const Shape shapes[] = {{517, 9, 3}, {70, 5, 0}, {2, 3, 1}, {129, 4, 5}, {33, 1, 1}, {66, 2, 7}};
-    const lxpol::Op ops[] = {lxpol::Op::Average, lxpol::Op::Maximum,    lxpol::Op::Minimum, lxpol::Op::Difference,
-                             lxpol::Op::Linear,  lxpol::Op::Degree, lxpol::Op::Angle};
+    const lxpol::Op ops[] = {lxpol::Op::Average, lxpol::Op::Maximum, lxpol::Op::Minimum, lxpol::Op::Difference,
+                             lxpol::Op::Linear,  lxpol::Op::Degree,  lxpol::Op::Angle,   lxpol::Op::Color};
     size_t checked = 0;
     for (unsigned depth : {8u, 10u, 12u}) {
         const size_t bytes = depth > 8 ? 2 : 1, shift = bytes - 1; // word planes start on an odd address
@@ -554,12 +577,19 @@ TEST(Polarization, FastWindowFormsEqualThePortableForm) {
                         c.depth = depth;
                         for (unsigned k = 0; k < 4; ++k) c.weights[k] = table->Slot(k);
                         c.stokes = &lxpol::AcquireStokesTables(depth, true, true);
+                        // The colour image: every hue wheel setting in turn, with and without a fourth sample.
+                        c.colorPhase = int32_t(layout * 37 % 256);
+                        c.colorInversion = layout & 2;
+                        c.darkMode = layout & 4;
+                        c.blueFirst = layout & 1;
+                        c.dstStep = layout > 4 ? 4 : 3;
+                        const size_t dpitch = op == lxpol::Op::Color ? s.w * bytes * c.dstStep + s.pad : pitch;
                         const bool flip = layout & 1;
                         auto run = [&](lxcpu::Level level) {
                             lxcpu::ForcedLevel forced(level);
-                            std::vector<uint8_t> out(pitch * s.h + 1, 0xA5);
-                            lxpol::Plane dst{out.data() + shift, ptrdiff_t(pitch), s.w, s.h, depth > 8};
-                            if (flip) dst.data += (s.h - 1) * pitch, dst.pitch = -dst.pitch;
+                            std::vector<uint8_t> out(dpitch * s.h + 1, 0xA5);
+                            lxpol::Plane dst{out.data() + shift, ptrdiff_t(dpitch), s.w, s.h, depth > 8};
+                            if (flip) dst.data += (s.h - 1) * dpitch, dst.pitch = -dst.pitch;
                             lxpol::RunWindow(c, layout, src, dst);
                             return out;
                         };
