@@ -1,6 +1,8 @@
 // Polarization transforms on a 5-megapixel image (2448 x 2048), Pol1Mono8 and Pol1Mono12, through the
 // exported converter, single thread, against memcpy of the output's bytes in the same run.
 //
+// Pol1Mono12To8: 12-bit sources to 8-bit destinations, the depth changed after the transform.
+//
 // The window kernels alone are measured at each instruction-set level in the same run (Kernel/...).
 //
 // Memory and build time of the Stokes tables are reported by StokesTablesFirstUse: the time of the
@@ -63,10 +65,12 @@ ConverterPtr MakeConverter(int method, uint32_t destination) {
     return c;
 }
 
-void Method(benchmark::State& state, unsigned bits, int method) {
+// `outBits` 0: the source's depth.
+void Method(benchmark::State& state, unsigned bits, int method, unsigned outBits) {
     const uint32_t source = bits == 8 ? LxPixelFormat_Pol1Mono8 : LxPixelFormat_Pol1Mono12;
-    const uint32_t destination = method == 6 ? (bits == 8 ? LxPixelFormat_BGR8 : LxPixelFormat_BGR12)
-                                             : (bits == 8 ? LxPixelFormat_Mono8 : LxPixelFormat_Mono12);
+    const bool narrow = (outBits ? outBits : bits) == 8;
+    const uint32_t destination = method == 6 ? (narrow ? LxPixelFormat_BGR8 : LxPixelFormat_BGR12)
+                                             : (narrow ? LxPixelFormat_Mono8 : LxPixelFormat_Mono12);
     BufferPtr in = MakeImage(source, bits);
     BufferPtr out(CreateILxImageBuffer(nullptr));
     ConverterPtr c = MakeConverter(method, destination);
@@ -151,9 +155,13 @@ int Register() {
             ->Unit(benchmark::kMillisecond);
         for (int method = 0; method <= 9; ++method)
             benchmark::RegisterBenchmark(("Pol1Mono" + std::to_string(bits) + "/" + kNames[method]).c_str(), Method,
-                                         bits, method)
+                                         bits, method, 0u)
                 ->Unit(benchmark::kMillisecond);
     }
+    // Transforms that change the depth: the line at 12 bits, then the depth table to 8 bits.
+    for (int method : {2, 3, 4, 5, 6})
+        benchmark::RegisterBenchmark(("Pol1Mono12To8/" + std::string(kNames[method])).c_str(), Method, 12u, method, 8u)
+            ->Unit(benchmark::kMillisecond);
     const std::pair<lxpol::Op, const char*> ops[] = {{lxpol::Op::Average, "Average"}, {lxpol::Op::Maximum, "Maximum"},
                                                      {lxpol::Op::Minimum, "Minimum"}, {lxpol::Op::Difference, "Difference"},
                                                      {lxpol::Op::Linear, "SpecifiedAngleLinear"},

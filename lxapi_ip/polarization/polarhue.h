@@ -19,8 +19,11 @@ struct HueWheel {
     float reciprocal[6] = {};  // 1 / (h[k + 1] - h[k])
 
     HueWheel() = default;
+    // The phase is taken in [0, 255], as the module keeps it, so that one subtraction of m brings
+    // every hue into [0, m].
     HueWheel(uint32_t depthMax, int32_t phase, bool inversion_, bool dark_)
-        : m(depthMax), phaseOffset(uint32_t((int64_t(phase) * depthMax) / 255)), inversion(inversion_), dark(dark_) {
+        : m(depthMax), phaseOffset(uint32_t((int64_t(phase < 0 ? 0 : phase > 255 ? 255 : phase) * depthMax) / 255)),
+          inversion(inversion_), dark(dark_) {
         for (uint32_t k = 1; k <= 5; ++k) h[k] = (k * m) / 6;
         h[6] = m;
         for (uint32_t k = 0; k < 6; ++k) reciprocal[k] = 1.0f / float(h[k + 1] - h[k]);

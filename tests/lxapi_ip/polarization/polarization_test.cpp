@@ -366,6 +366,24 @@ TEST(Polarization, ColorPhaseWraps) {
     ExpectNear(Read(c.Run(src, PF(RGB8))->GetILxImage()), RefWindow(in, 1, 255, st), 0, false, "phase 255");
 }
 
+// The hue wheel reached directly (as a kernel's caller could) takes phases outside [0, 255] as the
+// nearest end, so that every channel stays within the depth.
+TEST(Polarization, HueWheelKeepsItsPhaseInRange) {
+    for (uint32_t m : {255u, 1023u, 4095u})
+        for (int32_t phase : {-7, 0, 255, 256, 100000}) {
+            const lxpol::HueWheel w(m, phase, phase > 0, false), end(m, phase < 0 ? 0 : 255, phase > 0, false);
+            if (phase < 0 || phase > 255) {
+                EXPECT_EQ(w.phaseOffset, end.phaseOffset) << phase;
+            }
+            for (uint32_t a = 0; a <= m; a += m / 63)
+                for (uint32_t d : {0u, m / 3, m}) {
+                    uint32_t r, g, b;
+                    lxpol::HuePixel(w, d, a, r, g, b);
+                    ASSERT_LE(std::max({r, g, b}), m) << m << " phase " << phase << " angle " << a;
+                }
+        }
+}
+
 TEST(Polarization, WidthOrHeightOneTakesTheLineTwice) {
     std::mt19937 rng(4);
     Converter c;
