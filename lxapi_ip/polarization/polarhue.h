@@ -1,10 +1,10 @@
 // The hue wheel of the colour image of degree and angle of polarization: the angle picks the hue,
 // the degree how far the pixel is from white (or, in dark mode, from black).
 //
-// One branch-free formula per pixel, written so that a compiler turns the line form into vector
-// code: the dispatcher's AVX2 and AVX-512 units compile the same template, and every form gives the
-// same integers because the arithmetic is exact (the one quotient is estimated in single precision
-// and corrected by its remainder).
+// One branch-free formula per pixel (HuePixel), with AVX2 and AVX-512 line forms beside the line
+// kernels. Every form gives the same integers because the arithmetic is exact: the one quotient is
+// estimated in single precision and corrected by its remainder. The facts every form reads (sextant
+// bounds, reciprocals, channel roles) are kept here once.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +15,11 @@ struct HueWheel {
     uint32_t m = 255;          // the depth's maximum
     uint32_t phaseOffset = 0;  // phase * m / 255
     bool inversion = false, dark = false;
-    uint32_t h[7] = {};        // sextant starts k * m / 6, and m
-    float reciprocal[6] = {};  // 1 / (h[k + 1] - h[k])
+    // Sextant k runs from h[k] = k * m / 6 to h[k + 1] (h[6] = m); reciprocal[k] = 1 / (h[k + 1] - h[k]).
+    // Zeros pad both to whole 512-bit vectors, so that the vector forms load their tables of sextant
+    // starts (h), ends (h + 1) and reciprocals straight from here.
+    uint32_t h[17] = {};
+    float reciprocal[16] = {};
 
     HueWheel() = default;
     // The phase is taken in [0, 255], as the module keeps it, so that one subtraction of m brings
@@ -33,6 +36,14 @@ struct HueWheel {
 // The functions below are compiled into each instruction-set unit with that unit's flags. They live in
 // an unnamed namespace so that every unit keeps its own copy: the linker must not merge a vector
 // unit's copy into the portable one.
+// The sextants (bit k for sextant k) in which a channel is on the ramp, and in which it is high; in
+// the others it is low. Red: low, low, ramp, high, high, ramp; green: ramp, high, high, ramp, low, low;
+// blue: high, ramp, low, low, ramp, high.
+struct HueRoles {
+    uint32_t ramp, high;
+};
+inline constexpr HueRoles kHueRed{0x24, 0x18}, kHueGreen{0x09, 0x06}, kHueBlue{0x12, 0x21};
+
 namespace {
 
 // Red, green and blue of a pixel of degree `degree` (at most m) and angle `angle` (at most m).
@@ -47,28 +58,20 @@ inline void HuePixel(const HueWheel& w, uint32_t degree, uint32_t angle, uint32_
     uint32_t hue = (w.inversion ? m - angle : angle) + w.phaseOffset;
     hue = hue > m ? hue - m : hue;
     const uint32_t low = w.dark ? 0 : m - degree, high = w.dark ? degree : m;
-    const bool s1 = hue >= w.h[1], s2 = hue >= w.h[2], s3 = hue >= w.h[3], s4 = hue >= w.h[4], s5 = hue >= w.h[5];
-    const uint32_t k = uint32_t(s1) + uint32_t(s2) + uint32_t(s3) + uint32_t(s4) + uint32_t(s5);
-    const uint32_t start = s5 ? w.h[5] : s4 ? w.h[4] : s3 ? w.h[3] : s2 ? w.h[2] : s1 ? w.h[1] : 0;
-    const uint32_t end = s5 ? w.h[6] : s4 ? w.h[5] : s3 ? w.h[4] : s2 ? w.h[3] : s1 ? w.h[2] : w.h[1];
-    const float reciprocal = s5   ? w.reciprocal[5]
-                             : s4 ? w.reciprocal[4]
-                             : s3 ? w.reciprocal[3]
-                             : s2 ? w.reciprocal[2]
-                             : s1 ? w.reciprocal[1]
-                                  : w.reciprocal[0];
+    const uint32_t k = uint32_t(hue >= w.h[1]) + uint32_t(hue >= w.h[2]) + uint32_t(hue >= w.h[3]) +
+                       uint32_t(hue >= w.h[4]) + uint32_t(hue >= w.h[5]);
+    const uint32_t start = w.h[k], end = w.h[k + 1];
     const int32_t width = int32_t(end - start);
     const int32_t t = int32_t((k & 1) ? end - hue : hue - start);
     const int32_t n = int32_t(high - low) * t;
-    int32_t q = int32_t(float(n) * reciprocal);
+    int32_t q = int32_t(float(n) * w.reciprocal[k]);
     const int32_t r = n - q * width;
     q += (r >= width ? 1 : 0) - (r < 0 ? 1 : 0);
-    const uint32_t ramp = low + uint32_t(q);
-    // Sextants 0..5: red low, low, ramp, high, high, ramp; green ramp, high, high, ramp, low, low;
-    // blue high, ramp, low, low, ramp, high.
-    red = (k == 2 || k == 5) ? ramp : (k == 3 || k == 4) ? high : low;
-    green = (k == 0 || k == 3) ? ramp : (k == 1 || k == 2) ? high : low;
-    blue = (k == 1 || k == 4) ? ramp : (k == 0 || k == 5) ? high : low;
+    const uint32_t ramp = low + uint32_t(q), bit = 1u << k;
+    auto channel = [&](HueRoles roles) { return (bit & roles.ramp) ? ramp : (bit & roles.high) ? high : low; };
+    red = channel(kHueRed);
+    green = channel(kHueGreen);
+    blue = channel(kHueBlue);
 }
 
 // The hue wheel over a line: degree and angle in, red, green and blue lines out.

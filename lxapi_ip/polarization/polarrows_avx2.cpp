@@ -10,6 +10,8 @@
 
 #include <immintrin.h>
 
+#include <utility>
+
 namespace lxpol::detail {
 namespace {
 
@@ -255,8 +257,8 @@ void Stokes16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
 // ---- the hue wheel ----
 
 // HuePixel on eight pixels in 32-bit lanes: the sextant's start, end and reciprocal come from tables
-// in registers, the channel roles from bit sets of the sextants. Every value is below 2^31, so the
-// signed comparisons order them as unsigned ones.
+// in registers, the channel roles from the wheel's bit sets of the sextants. Every value is below
+// 2^31, so the signed comparisons order them as unsigned ones.
 template <class S>
 void Hue(const S* degree, const S* angle, uint16_t* red, uint16_t* green, uint16_t* blue, uint32_t cols,
          const HueWheel& w) {
@@ -264,15 +266,12 @@ void Hue(const S* degree, const S* angle, uint16_t* red, uint16_t* green, uint16
     const __m256i phase = _mm256_set1_epi32(int32_t(w.phaseOffset));
     __m256i below[5]; // h[k + 1] - 1: hue >= h[k + 1] is hue > below[k]
     for (int k = 0; k < 5; ++k) below[k] = _mm256_set1_epi32(int32_t(w.h[k + 1]) - 1);
-    const __m256i starts = _mm256_setr_epi32(int32_t(w.h[0]), int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]),
-                                             int32_t(w.h[4]), int32_t(w.h[5]), 0, 0);
-    const __m256i ends = _mm256_setr_epi32(int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]), int32_t(w.h[4]),
-                                           int32_t(w.h[5]), int32_t(w.h[6]), 0, 0);
-    const __m256 reciprocals = _mm256_setr_ps(w.reciprocal[0], w.reciprocal[1], w.reciprocal[2], w.reciprocal[3],
-                                              w.reciprocal[4], w.reciprocal[5], 0, 0);
-    const __m256i redRamp = _mm256_set1_epi32(0x24), redHigh = _mm256_set1_epi32(0x18);
-    const __m256i greenRamp = _mm256_set1_epi32(0x09), greenHigh = _mm256_set1_epi32(0x06);
-    const __m256i blueRamp = _mm256_set1_epi32(0x12), blueHigh = _mm256_set1_epi32(0x21);
+    const __m256i starts = Load(w.h), ends = Load(w.h + 1);
+    const __m256 reciprocals = _mm256_loadu_ps(w.reciprocal);
+    auto roles = [](HueRoles r) { return std::pair(_mm256_set1_epi32(int32_t(r.ramp)), _mm256_set1_epi32(int32_t(r.high))); };
+    const auto [redRamp, redHigh] = roles(kHueRed);
+    const auto [greenRamp, greenHigh] = roles(kHueGreen);
+    const auto [blueRamp, blueHigh] = roles(kHueBlue);
     uint32_t x = 0;
     for (; x + 8 <= cols; x += 8) {
         __m256i d, a;

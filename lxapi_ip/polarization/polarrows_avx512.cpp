@@ -9,6 +9,8 @@
 #include "kernels/lxavx512.h"
 #include "polartables.h"
 
+#include <utility>
+
 namespace lxpol::detail {
 namespace {
 
@@ -201,7 +203,7 @@ void Stokes16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
 // ---- the hue wheel ----
 
 // HuePixel on sixteen pixels in 32-bit lanes: the sextant's start, end and reciprocal come from
-// tables in registers, the channel roles from bit sets of the sextants.
+// tables in registers, the channel roles from the wheel's bit sets of the sextants.
 template <class S>
 void Hue(const S* degree, const S* angle, uint16_t* red, uint16_t* green, uint16_t* blue, uint32_t cols,
          const HueWheel& w) {
@@ -209,16 +211,12 @@ void Hue(const S* degree, const S* angle, uint16_t* red, uint16_t* green, uint16
     const __m512i phase = _mm512_set1_epi32(int32_t(w.phaseOffset));
     __m512i h[6];
     for (int k = 0; k < 5; ++k) h[k] = _mm512_set1_epi32(int32_t(w.h[k + 1]));
-    const __m512i starts = _mm512_setr_epi32(int32_t(w.h[0]), int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]),
-                                             int32_t(w.h[4]), int32_t(w.h[5]), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-    const __m512i ends = _mm512_setr_epi32(int32_t(w.h[1]), int32_t(w.h[2]), int32_t(w.h[3]), int32_t(w.h[4]),
-                                           int32_t(w.h[5]), int32_t(w.h[6]), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-    const __m512 reciprocals = _mm512_setr_ps(w.reciprocal[0], w.reciprocal[1], w.reciprocal[2], w.reciprocal[3],
-                                              w.reciprocal[4], w.reciprocal[5], 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-    // Sextants where a channel is on the ramp, and where it is high (HuePixel).
-    const __m512i redRamp = _mm512_set1_epi32(0x24), redHigh = _mm512_set1_epi32(0x18);
-    const __m512i greenRamp = _mm512_set1_epi32(0x09), greenHigh = _mm512_set1_epi32(0x06);
-    const __m512i blueRamp = _mm512_set1_epi32(0x12), blueHigh = _mm512_set1_epi32(0x21);
+    const __m512i starts = _mm512_loadu_si512(w.h), ends = _mm512_loadu_si512(w.h + 1);
+    const __m512 reciprocals = _mm512_loadu_ps(w.reciprocal);
+    auto roles = [](HueRoles r) { return std::pair(_mm512_set1_epi32(int32_t(r.ramp)), _mm512_set1_epi32(int32_t(r.high))); };
+    const auto [redRamp, redHigh] = roles(kHueRed);
+    const auto [greenRamp, greenHigh] = roles(kHueGreen);
+    const auto [blueRamp, blueHigh] = roles(kHueBlue);
     uint32_t x = 0;
     for (; x + 16 <= cols; x += 16) {
         __m512i d, a;
