@@ -5,6 +5,14 @@
 //
 // The window kernels alone are measured at each instruction-set level in the same run (Kernel/...).
 //
+// FromMemory/*: 64 distinct sources into 64 distinct destinations, against memcpy of 64 distinct
+// buffers; per iteration, 64 frames.
+//
+// TableRead/*: the least work of any transform that reads a table per pixel, one 16-bit entry
+// indexed by the pixel and its right-hand neighbour (2^(2n) entries: 128 KiB at 8 bits, 32 MiB at
+// 12), by scalar loads and by AVX-512 gathers. A table method cannot beat it; degree and angle read
+// one or two such entries per window.
+//
 // Memory and build time of the Stokes tables are reported by StokesTablesFirstUse: the time of the
 // first degree and angle conversion of a depth (the tables are built then, once per process) and
 // the bytes the tables take.
@@ -22,6 +30,9 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#if defined(__x86_64__)
+#include "kernels/lxavx512.h"
+#endif
 #include <cstring>
 #include <map>
 #include <random>
@@ -82,6 +93,41 @@ void Method(benchmark::State& state, unsigned bits, int method, unsigned outBits
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(out->GetILxImage()->GetImagePlaneSize()));
 }
 
+// The same conversion over 64 distinct frames into 64 distinct outputs, as camera frames arrive: the
+// sources and destinations come from memory rather than the cache. Time per frame.
+constexpr int kDistinct = 64;
+void MethodFromMemory(benchmark::State& state, unsigned bits, int method) {
+    const uint32_t source = bits == 8 ? LxPixelFormat_Pol1Mono8 : LxPixelFormat_Pol1Mono12;
+    const uint32_t destination = bits == 8 ? LxPixelFormat_Mono8 : LxPixelFormat_Mono12;
+    BufferPtr in = MakeImage(source, bits);
+    std::vector<BufferPtr> ins, outs;
+    for (int i = 0; i < kDistinct; ++i) {
+        ins.emplace_back(CreateILxImageBuffer(nullptr));
+        ins.back()->CreateBuffer(W, H, source);
+        std::memcpy(ins.back()->GetILxImage()->GetImageBuffer(), in->GetILxImage()->GetImageBuffer(),
+                    in->GetILxImage()->GetImagePlaneSize());
+        outs.emplace_back(CreateILxImageBuffer(nullptr));
+    }
+    ConverterPtr c = MakeConverter(method, destination);
+    for (int i = 0; i < kDistinct; ++i) c->Convert(ins[i]->GetILxImage(), outs[i].Get()); // memory faulted in
+    for (auto _ : state) {
+        for (int i = 0; i < kDistinct; ++i) c->Convert(ins[i]->GetILxImage(), outs[i].Get());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * kDistinct);
+    state.SetBytesProcessed(int64_t(state.iterations()) * kDistinct * int64_t(outs[0]->GetILxImage()->GetImagePlaneSize()));
+}
+
+void MemcpyFromMemory(benchmark::State& state, size_t bytes) {
+    std::vector<std::vector<uint8_t>> a(kDistinct, std::vector<uint8_t>(bytes, 1)), b(kDistinct, std::vector<uint8_t>(bytes, 2));
+    for (auto _ : state) {
+        for (int i = 0; i < kDistinct; ++i) std::memcpy(b[i].data(), a[i].data(), bytes);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * kDistinct);
+    state.SetBytesProcessed(int64_t(state.iterations()) * kDistinct * int64_t(bytes));
+}
+
 void Memcpy(benchmark::State& state, size_t bytes) {
     std::vector<uint8_t> a(bytes, 1), b(bytes);
     for (auto _ : state) {
@@ -89,6 +135,67 @@ void Memcpy(benchmark::State& state, size_t bytes) {
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
+}
+
+// out[x] = table[(v[x] << n) | v[x + 1]] over the image.
+template <class S>
+void TableReadScalar(const S* in, S* out, const uint16_t* table, unsigned bits) {
+    for (size_t i = 0; i + 1 < W * H; ++i) out[i] = S(table[(size_t(in[i]) << bits) | in[i + 1]]);
+}
+#if defined(__x86_64__)
+template <class S>
+__attribute__((target("avx512f,avx512bw"))) void TableReadGather(const S* in, S* out, const uint16_t* table,
+                                                                 unsigned bits) {
+    const __m512i mask = _mm512_set1_epi32(0xFFFF);
+    size_t i = 0;
+    for (; i + 17 <= W * H; i += 16) {
+        __m512i v0, v1;
+        if constexpr (sizeof(S) == 1) {
+            v0 = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i)));
+            v1 = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i + 1)));
+        } else {
+            v0 = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + i)));
+            v1 = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + i + 1)));
+        }
+        const __m512i at = _mm512_or_si512(_mm512_sll_epi32(v0, _mm_cvtsi32_si128(int(bits))), v1);
+        const __m512i v = _mm512_and_si512(_mm512_i32gather_epi32(at, table, 2), mask);
+        if constexpr (sizeof(S) == 1)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm512_cvtepi32_epi8(v));
+        else
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), _mm512_cvtepi32_epi16(v));
+    }
+    for (; i + 1 < W * H; ++i) out[i] = S(table[(size_t(in[i]) << bits) | in[i + 1]]);
+}
+#endif
+
+template <class S>
+void TableRead(benchmark::State& state, unsigned bits, bool gather) {
+#if defined(__x86_64__)
+    if (gather && !__builtin_cpu_supports("avx512bw")) {
+        state.SkipWithError("no AVX-512 here");
+        return;
+    }
+#else
+    if (gather) {
+        state.SkipWithError("no gathers here");
+        return;
+    }
+#endif
+    std::vector<S> in(W * H), out(W * H);
+    std::vector<uint16_t> table(size_t(1) << (2 * bits));
+    std::mt19937 rng(1);
+    for (auto& v : in) v = S(rng() & ((1u << bits) - 1));
+    for (auto& v : table) v = uint16_t(rng());
+    for (auto _ : state) {
+#if defined(__x86_64__)
+        if (gather)
+            TableReadGather(in.data(), out.data(), table.data(), bits);
+        else
+#endif
+            TableReadScalar(in.data(), out.data(), table.data(), bits);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(out.size() * sizeof(S)));
 }
 
 // The first degree and angle conversion of a depth builds its Stokes tables; measured once per
@@ -153,9 +260,25 @@ int Register() {
             ->Unit(benchmark::kMillisecond);
         benchmark::RegisterBenchmark(("Memcpy/BGR" + std::to_string(bits)).c_str(), Memcpy, W * H * 3 * sample)
             ->Unit(benchmark::kMillisecond);
+        for (bool gather : {false, true})
+            benchmark::RegisterBenchmark(
+                ("TableRead/Mono" + std::to_string(bits) + (gather ? "/gather" : "/scalar")).c_str(),
+                [bits, gather](benchmark::State& s) {
+                    bits == 8 ? TableRead<uint8_t>(s, bits, gather) : TableRead<uint16_t>(s, bits, gather);
+                })
+                ->Unit(benchmark::kMillisecond);
         for (int method = 0; method <= 9; ++method)
             benchmark::RegisterBenchmark(("Pol1Mono" + std::to_string(bits) + "/" + kNames[method]).c_str(), Method,
                                          bits, method, 0u)
+                ->Unit(benchmark::kMillisecond);
+    }
+    for (unsigned bits : {8u, 12u}) {
+        const std::string depth = std::to_string(bits);
+        benchmark::RegisterBenchmark(("FromMemory/Memcpy/Mono" + depth).c_str(), MemcpyFromMemory, W * H * (bits == 8 ? 1 : 2))
+            ->Unit(benchmark::kMillisecond);
+        for (int method : {2, 3, 4, 5})
+            benchmark::RegisterBenchmark(("FromMemory/Pol1Mono" + depth + "/" + kNames[method]).c_str(), MethodFromMemory,
+                                         bits, method)
                 ->Unit(benchmark::kMillisecond);
     }
     // Transforms that change the depth: the line at 12 bits, then the depth table to 8 bits.
