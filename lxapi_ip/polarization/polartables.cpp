@@ -94,14 +94,19 @@ TableArray<T> AllocateTable(size_t n) {
     return TableArray<T>(static_cast<T*>(lxip::AllocateLargeBlock(n * sizeof(T), 64, lxip::HugePage)));
 }
 
-// The parts of one depth; each pointer is published once, after its array is complete.
+// The parts of one depth. The arrays and `built` are written under the lock only. A caller reads one of
+// four views (nothing, magnitude, angle, both: bit 0 the magnitude, bit 1 the angle), each filled once,
+// before its flag is set, and never written again: a caller of one part never reads a field that a
+// later build of the other part writes.
 struct StokesStore {
     TableArray<uint32_t> magnitude;
     TableArray<uint64_t> divisionMul;
     TableArray<uint8_t> divisionShift;
     TableArray<uint16_t> angle;
-    StokesTables tables;
-    std::atomic<bool> hasMagnitude{false}, hasAngle{false};
+    StokesTables built;
+    bool hasMagnitude = false, hasAngle = false;
+    StokesTables views[4];
+    std::atomic<bool> published[4] = {false, false, false, false};
 };
 
 void BuildMagnitude(StokesStore& store, unsigned depth) {
@@ -125,10 +130,11 @@ void BuildMagnitude(StokesStore& store, unsigned depth) {
     store.magnitude = std::move(magnitude);
     store.divisionMul = std::move(mul);
     store.divisionShift = std::move(shift);
-    store.tables.magnitude = store.magnitude.get();
-    store.tables.divisionMul = store.divisionMul.get();
-    store.tables.divisionShift = store.divisionShift.get();
-    store.tables.divisionBits = bits;
+    store.built.magnitude = store.magnitude.get();
+    store.built.divisionMul = store.divisionMul.get();
+    store.built.divisionShift = store.divisionShift.get();
+    store.built.divisionBits = bits;
+    store.hasMagnitude = true;
 }
 
 void BuildAngle(StokesStore& store, unsigned depth) {
@@ -146,8 +152,9 @@ void BuildAngle(StokesStore& store, unsigned depth) {
     }
     angle[size_t(n) * n] = 0;
     store.angle = std::move(angle);
-    store.tables.angle = store.angle.get();
-    store.tables.angleOfPi = StokesAngle(depth, -1, 0);
+    store.built.angle = store.angle.get();
+    store.built.angleOfPi = StokesAngle(depth, -1, 0);
+    store.hasAngle = true;
 }
 
 } // namespace
@@ -158,24 +165,24 @@ const StokesTables& AcquireStokesTables(unsigned depth, bool magnitude, bool ang
     if (depth != 8 && depth != 10 && depth != 12)
         throw INVALID_ARGUMENT_EXCEPTION("Stokes tables are made for 8, 10 and 12 bits, not %u.", depth);
     StokesStore& store = stores[(depth - 8) / 2];
-    const bool ready = (!magnitude || store.hasMagnitude.load(std::memory_order_acquire)) &&
-                       (!angle || store.hasAngle.load(std::memory_order_acquire));
-    if (!ready) {
+    const unsigned which = (magnitude ? 1u : 0u) | (angle ? 2u : 0u);
+    if (!store.published[which].load(std::memory_order_acquire)) {
         GenApi::AutoLock guard(lock);
-        // Written before the first part is published, and never again: readers of a published part
-        // read the depth without the lock.
-        if (!store.hasMagnitude.load(std::memory_order_relaxed) && !store.hasAngle.load(std::memory_order_relaxed))
-            store.tables.depth = depth;
-        if (magnitude && !store.hasMagnitude.load(std::memory_order_relaxed)) {
-            lxip::TranslateBadAlloc([&] { BuildMagnitude(store, depth); });
-            store.hasMagnitude.store(true, std::memory_order_release);
-        }
-        if (angle && !store.hasAngle.load(std::memory_order_relaxed)) {
-            lxip::TranslateBadAlloc([&] { BuildAngle(store, depth); });
-            store.hasAngle.store(true, std::memory_order_release);
+        if (!store.published[which].load(std::memory_order_relaxed)) {
+            store.built.depth = depth;
+            if (magnitude && !store.hasMagnitude) lxip::TranslateBadAlloc([&] { BuildMagnitude(store, depth); });
+            if (angle && !store.hasAngle) lxip::TranslateBadAlloc([&] { BuildAngle(store, depth); });
+            StokesTables view = store.built;
+            if (!magnitude) {
+                view.magnitude = nullptr, view.divisionMul = nullptr, view.divisionShift = nullptr;
+                view.divisionBits = 0;
+            }
+            if (!angle) view.angle = nullptr, view.angleOfPi = 0;
+            store.views[which] = view;
+            store.published[which].store(true, std::memory_order_release);
         }
     }
-    return store.tables;
+    return store.views[which];
 }
 
 } // namespace lxpol

@@ -95,8 +95,10 @@ struct StokesTables {
     }
 };
 
-// The tables of a depth (8, 10 or 12) with the parts asked for built; the same object for the life
-// of the process. No memory: BadAllocException, nothing half built is published.
+// The tables of a depth (8, 10 or 12) with the parts asked for built. Each choice of parts has its
+// own object for the life of the process, which holds those parts only (the others' pointers are
+// null): building another part later, on another thread, writes nothing a holder reads. No memory:
+// BadAllocException, nothing half built is published.
 const StokesTables& AcquireStokesTables(unsigned depth, bool magnitude, bool angle);
 
 // The reference formulas of one entry, as the tables are built from them (for tests and the build).

@@ -13,12 +13,14 @@
 #include <includeinside/ilxpixelformatinfoinside.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <functional>
 #include <numbers>
 #include <random>
 #include <set>
+#include <thread>
 #include <vector>
 
 using namespace lxtest;
@@ -539,6 +541,43 @@ TEST(Polarization, StokesTablesEqualTheFormulas) {
             }
         EXPECT_EQ(t.Divide(top, 0), 0u);
     }
+}
+
+// Converters on several threads ask for the Stokes tables of a depth for the first time at once,
+// degree and angle and the colour image together (each builds or takes a different choice of parts).
+// Runs in a process of its own, where no earlier test has built the tables; every thread's result
+// equals the reference, and the object of one part holds no pointer of the other (a holder of one
+// part never reads what a later build of the other writes).
+TEST(Polarization, StokesTablesFirstUseOnSeveralThreads) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto run = [] {
+        std::mt19937 rng(5);
+        BufferPtr src = Random(67, 9, PF(Pol1Mono8), rng);
+        const Samples in = Read(src->GetILxImage());
+        const int layout = int(Info(PF(Pol1Mono8))->GetPolarizerLayout());
+        const Settings settings[] = {{4}, {5}, {6}, {4}, {5}, {6}};
+        std::vector<Samples> got(std::size(settings));
+        std::atomic<int> waiting{int(std::size(settings))};
+        std::vector<std::thread> threads;
+        for (size_t i = 0; i < std::size(settings); ++i)
+            threads.emplace_back([&, i] {
+                Converter c;
+                Apply(c, settings[i]);
+                const uint32_t dst = settings[i].method == 6 ? PF(RGB8) : PF(Mono8);
+                for (--waiting; waiting.load() > 0;) std::this_thread::yield();
+                got[i] = Read(c.Run(src, dst)->GetILxImage());
+            });
+        for (auto& t : threads) t.join();
+        for (size_t i = 0; i < std::size(settings); ++i) {
+            const Samples want = RefWindow(in, layout, 255, settings[i]);
+            if (got[i].v != want.v) std::exit(2); // RGB8 holds red first, as the reference does
+        }
+        const lxpol::StokesTables& degree = lxpol::AcquireStokesTables(8, true, false);
+        const lxpol::StokesTables& angle = lxpol::AcquireStokesTables(8, false, true);
+        if (!degree.magnitude || degree.angle || !angle.angle || angle.magnitude) std::exit(4);
+        std::exit(0);
+    };
+    EXPECT_EXIT(run(), ::testing::ExitedWithCode(0), "");
 }
 
 // A table in use stays alive while the cache builds the next one.
