@@ -25,8 +25,10 @@ namespace lxpol::detail {
 // the four positions, the exact sum S of the four table entries is an integer within
 // [X + ceil((Y + lo) / 2^15), X + floor((Y + hi) / 2^15)], lo and hi the sums of the slots' least and
 // greatest deviations; that range is at most `span` = floor((hi - lo) / 2^15) wide. The result depends
-// only on floor(S / 2^14): where no multiple of 2^14 lies in (least, least + span] (all but a few
-// pixels in ten thousand) the least sum gives the result; elsewhere the pixel is looked up in the tables.
+// only on floor(S / 2^14): where no multiple of 2^14 lies in (least, least + span] the least sum gives
+// the result; elsewhere the pixel is looked up in the tables (polarlinearsteps.h). That is a few
+// pixels in ten thousand at most angles, and about one in a hundred where the weights are simple
+// fractions, whose sums land on multiples of 2^14 less what the tables truncated.
 struct LinearLine {
     const int32_t* weights[2][4] = {}; // [x parity][position]: the table of the slot there
     int16_t a[2][4] = {}, f[2][4] = {}; // the affine parts of those tables
@@ -36,13 +38,17 @@ struct LinearLine {
     bool affine = false; // the affine parts and bounds are usable; otherwise the vector forms look up
 };
 
+// The result of a window from the sum of its four table entries.
+inline uint32_t LinearResult(int32_t sum, uint32_t max) {
+    if (sum < 0) return 0;
+    if (sum > int32_t(max << 14)) return max;
+    return uint32_t(sum) >> 14;
+}
+
 // The result of one window from its four samples (already clamped) by the tables.
 inline uint32_t LinearValue(const LinearLine& l, uint32_t parity, uint32_t v0, uint32_t v1, uint32_t v2, uint32_t v3) {
     const int32_t* const* w = l.weights[parity];
-    const int32_t sum = w[0][v0] + w[1][v1] + w[2][v2] + w[3][v3];
-    if (sum < 0) return 0;
-    if (sum > int32_t(l.max << 14)) return l.max;
-    return uint32_t(sum) >> 14;
+    return LinearResult(w[0][v0] + w[1][v1] + w[2][v2] + w[3][v3], l.max);
 }
 
 // One window at x of a line, read from the lines.
@@ -50,18 +56,6 @@ template <class S>
 inline uint32_t LinearAt(const LinearLine& l, const S* l0, const S* l1, uint32_t x) {
     auto c = [&](uint32_t v) { return v < l.max ? v : l.max; };
     return LinearValue(l, x & 1, c(l0[x]), c(l0[x + 1]), c(l1[x]), c(l1[x + 1]));
-}
-
-// The windows of a vector step at x whose range of sums straddles a result, looked up in the tables:
-// bit j of `differ` is the window x + 2j, bit lanes + j the window x + 2j + 1.
-template <uint32_t lanes, class S>
-void Repair(const S* l0, const S* l1, S* out, uint32_t x, uint32_t differ, const LinearLine& l) {
-    while (differ) {
-        const uint32_t bit = uint32_t(__builtin_ctz(differ));
-        differ &= differ - 1;
-        const uint32_t at = x + (bit % lanes) * 2 + bit / lanes;
-        out[at] = S(LinearAt(l, l0, l1, at));
-    }
 }
 
 // Degree or angle of polarization of one line, read from the Stokes tables. The window's Stokes

@@ -4,6 +4,7 @@
 // word pairs weighted by another, and the even and odd results interleave by a shift and an or.
 // Built with -mavx2 alone and entered only after the dispatcher found AVX2.
 #include "polarrows.h"
+#include "polarlinearsteps.h"
 #include "polartables.h"
 
 #if defined(__x86_64__) && defined(__AVX2__)
@@ -113,18 +114,19 @@ void Linear8(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, 
     if (l.affine) {
         const LinearConstants k(l);
         auto words = [](const uint8_t* p) { return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); };
-        for (; x + 16 <= cols; x += 16) {
-            __m256i unsureEven, unsureOdd;
-            const __m256i e = k.Results(words(l0 + x), words(l1 + x), 0, unsureEven);
-            const __m256i o = k.Results(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
-            // Lane j holds the bytes of windows x + 2j and x + 2j + 1 in its low word.
+        x = LinearSteps<8>(l0, l1, out, cols, l, [&](uint32_t at) {
+            __m256i first, second;
+            const int parity = int(at & 1);
+            const __m256i e = k.Results(words(l0 + at), words(l1 + at), parity, first);
+            const __m256i o = k.Results(words(l0 + at + 1), words(l1 + at + 1), parity ^ 1, second);
+            // Lane j holds the bytes of windows at + 2j and at + 2j + 1 in its low word.
             const __m256i v = _mm256_or_si256(e, _mm256_slli_epi32(o, 8));
             const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(v, v), 0x08);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), _mm256_castsi256_si128(packed));
-            if (const uint32_t differ = Differ(unsureEven, unsureOdd)) Repair<8>(l0, l1, out, x, differ, l);
-        }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), _mm256_castsi256_si128(packed));
+            return Differ(first, second);
+        });
     }
-    PortableRows().linear8(l0 + x, l1 + x, out + x, cols - x, l); // x is even: the parities stay
+    PortableRows().linear8(l0 + x, l1 + x, out + x, cols - x, l); // x is even or the line's end
 }
 
 void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, const LinearLine& l) {
@@ -133,13 +135,14 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
         const LinearConstants k(l);
         const __m256i m = _mm256_set1_epi16(int16_t(l.max));
         auto words = [&](const uint16_t* p) { return _mm256_min_epu16(Load(p), m); };
-        for (; x + 16 <= cols; x += 16) {
-            __m256i unsureEven, unsureOdd;
-            const __m256i e = k.Results(words(l0 + x), words(l1 + x), 0, unsureEven);
-            const __m256i o = k.Results(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
-            Store(out + x, _mm256_or_si256(e, _mm256_slli_epi32(o, 16)));
-            if (const uint32_t differ = Differ(unsureEven, unsureOdd)) Repair<8>(l0, l1, out, x, differ, l);
-        }
+        x = LinearSteps<8>(l0, l1, out, cols, l, [&](uint32_t at) {
+            __m256i first, second;
+            const int parity = int(at & 1);
+            const __m256i e = k.Results(words(l0 + at), words(l1 + at), parity, first);
+            const __m256i o = k.Results(words(l0 + at + 1), words(l1 + at + 1), parity ^ 1, second);
+            Store(out + at, _mm256_or_si256(e, _mm256_slli_epi32(o, 16)));
+            return Differ(first, second);
+        });
     }
     PortableRows().linear16(l0 + x, l1 + x, out + x, cols - x, l);
 }

@@ -7,6 +7,7 @@
 #if defined(__x86_64__) && defined(__AVX512BW__) && defined(__AVX512VBMI__)
 
 #include "kernels/lxavx512.h"
+#include "polarlinearsteps.h"
 #include "polartables.h"
 
 #include <utility>
@@ -58,23 +59,24 @@ void Linear8(const uint8_t* l0, const uint8_t* l1, uint8_t* out, uint32_t cols, 
     uint32_t x = 0;
     if (l.affine) {
         const LinearConstants k(l);
-        // After the packs, 128-bit lane k holds the even windows 4k..4k+3, then the odd ones.
+        // After the packs, 128-bit lane k holds the windows x + 4k .. x + 4k + 3 of the first vector,
+        // then those of the second.
         alignas(64) uint8_t index[64] = {};
         for (int i = 0; i < 32; ++i) index[i] = uint8_t(16 * (i / 8) + (i & 1) * 4 + (i / 2) % 4);
         const __m512i order = _mm512_load_si512(index);
         auto words = [](const uint8_t* p) { return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))); };
-        for (; x + 32 <= cols; x += 32) {
-            __mmask16 unsureEven, unsureOdd;
-            const __m512i e = k.Floors(words(l0 + x), words(l1 + x), 0, unsureEven);
-            const __m512i o = k.Floors(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
-            // The saturating packs clamp to 0..255; then the even and odd bytes are interleaved.
+        x = LinearSteps<16>(l0, l1, out, cols, l, [&](uint32_t at) {
+            __mmask16 first, second;
+            const int parity = int(at & 1);
+            const __m512i e = k.Floors(words(l0 + at), words(l1 + at), parity, first);
+            const __m512i o = k.Floors(words(l0 + at + 1), words(l1 + at + 1), parity ^ 1, second);
+            // The saturating packs clamp to 0..255; then the two vectors' bytes are interleaved.
             const __m512i bytes = _mm512_packus_epi16(_mm512_packus_epi32(e, o), _mm512_setzero_si512());
-            _mm512_mask_storeu_epi8(out + x, 0xFFFFFFFFu, _mm512_maskz_permutexvar_epi8(~__mmask64(0), order, bytes));
-            if (const uint32_t differ = uint32_t(unsureEven) | uint32_t(unsureOdd) << 16)
-                Repair<16>(l0, l1, out, x, differ, l);
-        }
+            _mm512_mask_storeu_epi8(out + at, 0xFFFFFFFFu, _mm512_maskz_permutexvar_epi8(~__mmask64(0), order, bytes));
+            return uint32_t(first) | uint32_t(second) << 16;
+        });
     }
-    PortableRows().linear8(l0 + x, l1 + x, out + x, cols - x, l); // x is even: the parities stay
+    PortableRows().linear8(l0 + x, l1 + x, out + x, cols - x, l); // x is even or the line's end
 }
 
 void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t cols, const LinearLine& l) {
@@ -83,14 +85,14 @@ void Linear16(const uint16_t* l0, const uint16_t* l1, uint16_t* out, uint32_t co
         const LinearConstants k(l);
         const __m512i m = _mm512_set1_epi16(int16_t(l.max));
         auto words = [&](const uint16_t* p) { return _mm512_min_epu16(Load(p), m); };
-        for (; x + 32 <= cols; x += 32) {
-            __mmask16 unsureEven, unsureOdd;
-            const __m512i e = k.Results(words(l0 + x), words(l1 + x), 0, unsureEven);
-            const __m512i o = k.Results(words(l0 + x + 1), words(l1 + x + 1), 1, unsureOdd);
-            Store(out + x, _mm512_or_si512(e, _mm512_maskz_slli_epi32(kAll, o, 16)));
-            if (const uint32_t differ = uint32_t(unsureEven) | uint32_t(unsureOdd) << 16)
-                Repair<16>(l0, l1, out, x, differ, l);
-        }
+        x = LinearSteps<16>(l0, l1, out, cols, l, [&](uint32_t at) {
+            __mmask16 first, second;
+            const int parity = int(at & 1);
+            const __m512i e = k.Results(words(l0 + at), words(l1 + at), parity, first);
+            const __m512i o = k.Results(words(l0 + at + 1), words(l1 + at + 1), parity ^ 1, second);
+            Store(out + at, _mm512_or_si512(e, _mm512_maskz_slli_epi32(kAll, o, 16)));
+            return uint32_t(first) | uint32_t(second) << 16;
+        });
     }
     PortableRows().linear16(l0 + x, l1 + x, out + x, cols - x, l);
 }
