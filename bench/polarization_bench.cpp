@@ -27,6 +27,8 @@
 #include "polarization/polarrows.h"
 #include "polarization/polartables.h"
 
+#include "copypeers.h"
+
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -118,16 +120,6 @@ void MethodFromMemory(benchmark::State& state, unsigned bits, int method) {
     state.SetBytesProcessed(int64_t(state.iterations()) * kDistinct * int64_t(outs[0]->GetILxImage()->GetImagePlaneSize()));
 }
 
-void MemcpyFromMemory(benchmark::State& state, size_t bytes) {
-    std::vector<std::vector<uint8_t>> a(kDistinct, std::vector<uint8_t>(bytes, 1)), b(kDistinct, std::vector<uint8_t>(bytes, 2));
-    for (auto _ : state) {
-        for (int i = 0; i < kDistinct; ++i) std::memcpy(b[i].data(), a[i].data(), bytes);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(int64_t(state.iterations()) * kDistinct);
-    state.SetBytesProcessed(int64_t(state.iterations()) * kDistinct * int64_t(bytes));
-}
-
 void Memcpy(benchmark::State& state, size_t bytes) {
     std::vector<uint8_t> a(bytes, 1), b(bytes);
     for (auto _ : state) {
@@ -137,10 +129,10 @@ void Memcpy(benchmark::State& state, size_t bytes) {
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
 }
 
-// out[x] = table[(v[x] << n) | v[x + 1]] over the image.
+// out[x] = table[(v[x] << n) | v[x + 1]] over the image, from x = `from` on.
 template <class S>
-void TableReadScalar(const S* in, S* out, const uint16_t* table, unsigned bits) {
-    for (size_t i = 0; i + 1 < W * H; ++i) out[i] = S(table[(size_t(in[i]) << bits) | in[i + 1]]);
+void TableReadScalar(const S* in, S* out, const uint16_t* table, unsigned bits, size_t from = 0) {
+    for (size_t i = from; i + 1 < W * H; ++i) out[i] = S(table[(size_t(in[i]) << bits) | in[i + 1]]);
 }
 #if defined(__x86_64__)
 template <class S>
@@ -164,7 +156,7 @@ __attribute__((target("avx512f,avx512bw"))) void TableReadGather(const S* in, S*
         else
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), _mm512_cvtepi32_epi16(v));
     }
-    for (; i + 1 < W * H; ++i) out[i] = S(table[(size_t(in[i]) << bits) | in[i + 1]]);
+    TableReadScalar(in, out, table, bits, i);
 }
 #endif
 
@@ -274,7 +266,8 @@ int Register() {
     }
     for (unsigned bits : {8u, 12u}) {
         const std::string depth = std::to_string(bits);
-        benchmark::RegisterBenchmark(("FromMemory/Memcpy/Mono" + depth).c_str(), MemcpyFromMemory, W * H * (bits == 8 ? 1 : 2))
+        benchmark::RegisterBenchmark(("FromMemory/Memcpy/Mono" + depth).c_str(), lxbench::CopyDistinctFrames,
+                                     W * H * (bits == 8 ? 1 : 2), kDistinct)
             ->Unit(benchmark::kMillisecond);
         for (int method : {2, 3, 4, 5})
             benchmark::RegisterBenchmark(("FromMemory/Pol1Mono" + depth + "/" + kNames[method]).c_str(), MethodFromMemory,

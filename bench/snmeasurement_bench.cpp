@@ -6,14 +6,13 @@
 // CopyAlone is the frames' copies and nothing else, the least that gathering does. The calculation
 // alone also runs at each instruction-set level on 64 distinct frames (from the family's object
 // library: a level forced here does not reach the library's dispatcher).
+#include "copypeers.h"
 #include "filterbench.h"
 #include "snformats.h"
 #include "snstatistics.h"
 
 #include <kernels/cpudispatch.h>
 
-#include <cstring>
-#include <vector>
 
 #include <lxapi/ilxsnmeasurementfilter.h>
 
@@ -85,18 +84,9 @@ BENCHMARK_CAPTURE(Calculate, Mono12_avx512, LxPixelFormat_Mono12, 12, lxcpu::Lev
     ->Unit(benchmark::kMillisecond);
 
 // The least that gathering must do: copy each of 64 distinct frames into a stored frame of its own
-// (a change of the region recomputes from the copies). Memory as in Measure: faulted in once.
-void CopyAlone(benchmark::State& state, size_t bytesPerSample) {
-    const size_t bytes = W * H * bytesPerSample;
-    std::vector<std::vector<uint8_t>> sources(Frames, std::vector<uint8_t>(bytes, 1)), copies(Frames, std::vector<uint8_t>(bytes));
-    for (auto _ : state) {
-        for (int f = 0; f < Frames; ++f) std::memcpy(copies[f].data(), sources[f].data(), bytes);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(int64_t(state.iterations()) * Frames);
-}
-BENCHMARK_CAPTURE(CopyAlone, Mono8, 1)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(CopyAlone, Mono12, 2)->Unit(benchmark::kMillisecond);
+// (a change of the region recomputes from the copies).
+BENCHMARK_CAPTURE(CopyDistinctFrames, CopyAlone_Mono8, W * H, Frames)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(CopyDistinctFrames, CopyAlone_Mono12, W * H * 2, Frames)->Unit(benchmark::kMillisecond);
 
 #ifdef LXBENCH_HAVE_OPENCV
 void OpenCvMeanStdDev(benchmark::State& state, int type, unsigned bits, int distinct) {

@@ -5,7 +5,7 @@
 // A step writes the windows x .. x + 2 lanes - 1 and returns a mask of those whose range of sums
 // straddles a result (LinearLine): bit j is the window x + 2j, bit lanes + j the window x + 2j + 1.
 // Those windows are looked up in the tables after a run of steps rather than in the step. At angles
-// whose weights are simple fractions (30 degrees: 81sts) about one window in a hundred lands there and
+// whose weights are simple fractions (30 degrees: multiples of 1/81) about one window in a hundred lands there and
 // a third of the steps has one: a branch per step mispredicted that often and cost more than the
 // steps. The steps are recorded without a branch, only those with windows to look up counted.
 #pragma once

@@ -94,8 +94,8 @@ TableArray<T> AllocateTable(size_t n) {
     return TableArray<T>(static_cast<T*>(lxip::AllocateLargeBlock(n * sizeof(T), 64, lxip::HugePage)));
 }
 
-// The parts of one depth. The arrays and `built` are written under the lock only. A caller reads one of
-// four views (nothing, magnitude, angle, both: bit 0 the magnitude, bit 1 the angle), each filled once,
+// The parts of one depth. The arrays and `built` (whose pointers tell which parts exist) are written
+// under the lock only. A caller reads one of four views (nothing, magnitude, angle, both: bit 0 the magnitude, bit 1 the angle), each filled once,
 // before its flag is set, and never written again: a caller of one part never reads a field that a
 // later build of the other part writes.
 struct StokesStore {
@@ -104,7 +104,6 @@ struct StokesStore {
     TableArray<uint8_t> divisionShift;
     TableArray<uint16_t> angle;
     StokesTables built;
-    bool hasMagnitude = false, hasAngle = false;
     StokesTables views[4];
     std::atomic<bool> published[4] = {false, false, false, false};
 };
@@ -134,7 +133,6 @@ void BuildMagnitude(StokesStore& store, unsigned depth) {
     store.built.divisionMul = store.divisionMul.get();
     store.built.divisionShift = store.divisionShift.get();
     store.built.divisionBits = bits;
-    store.hasMagnitude = true;
 }
 
 void BuildAngle(StokesStore& store, unsigned depth) {
@@ -154,7 +152,6 @@ void BuildAngle(StokesStore& store, unsigned depth) {
     store.angle = std::move(angle);
     store.built.angle = store.angle.get();
     store.built.angleOfPi = StokesAngle(depth, -1, 0);
-    store.hasAngle = true;
 }
 
 } // namespace
@@ -170,8 +167,8 @@ const StokesTables& AcquireStokesTables(unsigned depth, bool magnitude, bool ang
         GenApi::AutoLock guard(lock);
         if (!store.published[which].load(std::memory_order_relaxed)) {
             store.built.depth = depth;
-            if (magnitude && !store.hasMagnitude) lxip::TranslateBadAlloc([&] { BuildMagnitude(store, depth); });
-            if (angle && !store.hasAngle) lxip::TranslateBadAlloc([&] { BuildAngle(store, depth); });
+            if (magnitude && !store.built.magnitude) lxip::TranslateBadAlloc([&] { BuildMagnitude(store, depth); });
+            if (angle && !store.built.angle) lxip::TranslateBadAlloc([&] { BuildAngle(store, depth); });
             StokesTables view = store.built;
             if (!magnitude) {
                 view.magnitude = nullptr, view.divisionMul = nullptr, view.divisionShift = nullptr;
